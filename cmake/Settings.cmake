@@ -1,0 +1,42 @@
+# What our own code is compiled with; third-party code doesn't link this.
+add_library(launcher_settings INTERFACE)
+target_compile_features(launcher_settings INTERFACE cxx_std_20)
+target_include_directories(launcher_settings INTERFACE ${PROJECT_SOURCE_DIR}/src)
+
+if(MSVC)
+  target_compile_options(launcher_settings INTERFACE /W4 /WX /permissive- /utf-8)
+  target_compile_definitions(launcher_settings INTERFACE
+    _CRT_SECURE_NO_WARNINGS _SILENCE_CXX20_OLD_SHARED_PTR_ATOMIC_SUPPORT_DEPRECATION_WARNING)
+else()
+  # Two builds of one commit are to be the same, wherever they are made.
+  add_compile_options(-ffile-prefix-map=${PROJECT_SOURCE_DIR}=.)
+  target_compile_options(
+    launcher_settings INTERFACE -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Werror
+                                -ffunction-sections -fdata-sections)
+endif()
+
+if(WIN32)
+  target_compile_definitions(launcher_settings INTERFACE NOMINMAX WIN32_LEAN_AND_MEAN
+                                                         _WIN32_WINNT=0x0A00)
+endif()
+
+set(LAUNCHER_SANITIZER "" CACHE STRING "address (with undefined behaviour), thread, fuzzer (with both of the first), or none")
+if(LAUNCHER_SANITIZER MATCHES "address|fuzzer")
+  add_compile_options(-fsanitize=address,undefined -fno-sanitize-recover=all
+                      -fno-omit-frame-pointer)
+  add_link_options(-fsanitize=address,undefined)
+  if(LAUNCHER_SANITIZER STREQUAL "fuzzer")
+    add_compile_options(-fsanitize=fuzzer-no-link)
+  endif()
+elseif(LAUNCHER_SANITIZER STREQUAL "thread")
+  add_compile_options(-fsanitize=thread -fno-omit-frame-pointer)
+  add_link_options(-fsanitize=thread)
+endif()
+
+# TCLAP is headers only. The link keeps a cross compiler away from the rest of /usr/include.
+find_path(TCLAP_INCLUDE_DIR tclap/CmdLine.h REQUIRED HINTS /usr/include NO_CMAKE_FIND_ROOT_PATH)
+file(MAKE_DIRECTORY ${PROJECT_BINARY_DIR}/third_party)
+file(CREATE_LINK ${TCLAP_INCLUDE_DIR}/tclap ${PROJECT_BINARY_DIR}/third_party/tclap
+     COPY_ON_ERROR SYMBOLIC)
+add_library(tclap INTERFACE)
+target_include_directories(tclap SYSTEM INTERFACE ${PROJECT_BINARY_DIR}/third_party)

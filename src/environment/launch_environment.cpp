@@ -1,0 +1,29 @@
+#include "environment/launch_environment.h"
+
+#include "environment/environment_variables.h"
+#include "install/component_paths.h"
+
+void setVersionVariables(const std::string &frameworkVersion, const std::string &toolVersion) {
+    setEnvironmentVariable(versionVariableName(VersionVariable::Framework), frameworkVersion);
+    setEnvironmentVariable(versionVariableName(VersionVariable::Tool), toolVersion);
+}
+
+FrameworkPaths frameworkPaths(const std::string &frameworkVersion) {
+    return {frameworkLibraryPath(frameworkVersion), frameworkPluginPath(frameworkVersion),
+            frameworkQmlPath(frameworkVersion)};
+}
+
+void setToolVariables(const std::string &toolDirectory, const std::string &frameworkVersion,
+                      const FrameworkPaths &paths) {
+    setEnvironmentVariable("DBUS_SESSION_BUS_ADDRESS", "tcp:host=localhost,port=8245,family=ipv4");
+    prependToVariable("PATH", paths.library);
+    prependToVariable("PATH", toolDirectory);
+    setEnvironmentVariable("QML2_IMPORT_PATH", paths.qml);
+    setEnvironmentVariable("QT_PLUGIN_PATH", paths.plugins);
+    setEnvironmentVariable("QTDIR", frameworkDirectory(frameworkVersion));
+}
+
+void appendSharedDirectories() {
+    appendToVariable("PATH", launcherDirectory());
+    appendToVariable("PATH", sharedToolsBinPath());
+}

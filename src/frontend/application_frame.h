@@ -1,0 +1,41 @@
+#pragma once
+
+#include <tclap/CmdLine.h>
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+enum ParseOutcome : std::int32_t { ParseGoOn = 0, ParseVersionPrinted = 3 };
+
+// "zq" and the base name.
+std::string prefixedName(const std::string &base);
+
+// What the usage closes with: maker, name, version, build stamp and notice.
+std::string buildBanner(const std::string &name, const std::string &version);
+
+// The application's identity and its command line, for the length of one run. Options register with
+// cmdLine and must live until they are read after the parse.
+class ApplicationFrame {
+public:
+    // Adds --shortversion and sorts the arguments.
+    ApplicationFrame(const std::string &applicationName, const std::string &applicationVersion,
+                     std::int32_t argc, const char *const *argv);
+    ApplicationFrame(const ApplicationFrame &) = delete;
+    ApplicationFrame &operator=(const ApplicationFrame &) = delete;
+
+    // Parses once, and prints the version alone if --shortversion asks for it. For --help,
+    // --version and a failed parse the parser ends the process itself.
+    std::int32_t parseCommandLine();
+
+    std::string name;
+    std::string version;
+    bool parsed = false;
+    std::vector<std::string> parserArguments;      // what the parser sees
+    std::vector<std::string> passThroughArguments; // what is kept from it, read by nobody
+    TCLAP::CmdLine cmdLine;
+    TCLAP::SwitchArg shortVersionSwitch;
+
+private:
+    void sortArguments(std::int32_t argc, const char *const *argv);
+};

@@ -1,0 +1,119 @@
+#include "frontend/launcher.h"
+
+#include "environment/environment_variables.h"
+#include "environment/ipc_daemon.h"
+#include "frontend/application_frame.h"
+#include "frontend/launch_options.h"
+#include "frontend/tool_launch.h"
+#include "install/install_root.h"
+
+#include <tclap/SwitchArg.h>
+#include <tclap/ValueArg.h>
+
+#include <iostream>
+#include <optional>
+
+namespace {
+
+using TextOption = TCLAP::ValueArg<std::string>;
+using NumberOption = TCLAP::ValueArg<int>;
+using Switch = TCLAP::SwitchArg;
+
+// The options, added to the parser in this order: flag, name, description, and for a value whether
+// it is required, its default and what it is called in the usage.
+// clang-format off
+struct Options {
+    explicit Options(TCLAP::CmdLine &parser) : cmdLine(parser) {}
+
+    TCLAP::CmdLine &cmdLine;
+    TextOption list{"l", "list", "List installed versions of components (tool, addon, framework, all)", false, "", "string", cmdLine};
+    TextOption tool{"t", "tool", "Name of the tool (zqStage, zqFeedSink, etc.)", false, "", "toolname", cmdLine};
+    TextOption packageVersion{"p", "packageVersion", "Version of the tool to be used (default: current)", false, "current", "version", cmdLine};
+    TextOption framework{"f", "framework", "Version of the framework to be used (default: current)", false, "", "version", cmdLine};
+    NumberOption user{"u", "user", "Start application in a user context", false, -1, "uid", cmdLine};
+    TextOption args{"a", "args", "Arguments to pass to the application", false, "", "args", cmdLine};
+    TextOption toolpath{"b", "toolpath", "Provides a path for the tool", false, "", "string", cmdLine};
+    TextOption installRoot{"r", "installRoot", "Sets the root directory of the installation", false, "", "path", cmdLine};
+    Switch debuglog{"d", "debuglog", "Enable debug log forwarding", cmdLine, false};
+    Switch ipc{"i", "ipc", "Start DBus IPC daemon (Windows only)", cmdLine, false};
+    Switch outputredirect{"o", "outputredirect", "Output stdout of tool (Windows only)", cmdLine, false};
+    TextOption cmdArg{"k", "cmd_arg", "exe to start in the shell.", false, "", "string", cmdLine};
+    Switch nostartup{"n", "nostartup", "Skip execution of zqPrelude tool (Windows only)", cmdLine, false};
+    Switch shell{"s", "shell", "Start a shell with the default environment", cmdLine, false};
+};
+// clang-format on
+
+ListMode listModeOf(const std::string &word) {
+    if (word == "tools") {
+        return ListMode::Tools;
+    }
+    if (word == "addons") {
+        return ListMode::Addons;
+    }
+    if (word == "frameworks") {
+        return ListMode::Frameworks;
+    }
+    return word == "all" ? ListMode::All : ListMode::None;
+}
+
+LaunchOptions copyValues(const Options &options) {
+    LaunchOptions values;
+    values.listMode = listModeOf(options.list.getValue());
+    values.toolName = options.tool.getValue();
+    values.toolVersion = options.packageVersion.getValue();
+    values.frameworkVersion = options.framework.getValue();
+    values.userId = options.user.getValue();
+    values.toolArguments = options.args.getValue();
+    values.toolPath = options.toolpath.getValue();
+    values.ipcMode = options.ipc.getValue();
+    values.outputRedirect = options.outputredirect.getValue();
+    values.debugLog = options.debuglog.getValue();
+    values.noStartup = options.nostartup.getValue();
+    values.shellMode = options.shell.getValue();
+    values.shellCommand = options.cmdArg.getValue();
+    return values;
+}
+
+// Hands the run to its mode; the first that applies decides.
+std::int32_t runMode(LaunchOptions options) {
+    if (options.listMode != ListMode::None) {
+        listInstalled(options.listMode);
+        return 0;
+    }
+    if (options.debugLog) {
+        options.outputRedirect = true;
+        setEnvironmentVariable("ZQ_LOG_ENABLE_STDOUT", "1");
+    }
+    if (options.ipcMode) {
+        return startIpcDaemon(options.outputRedirect);
+    }
+    if (!options.shellMode && options.toolName.empty()) {
+        std::cout << "ERROR: No toolname specified (and shell mode is disabled), bailing."
+                  << std::endl;
+        return 1;
+    }
+    return launchTool(options);
+}
+
+} // namespace
+
+std::int32_t runLauncher(const std::string &name, const std::string &version, std::int32_t argc,
+                         const char *const *argv) {
+    ApplicationFrame frame(name, version, argc, argv);
+    LaunchOptions values;
+    try {
+        const Options options(frame.cmdLine);
+        if (frame.parseCommandLine() == ParseVersionPrinted) {
+            return 0;
+        }
+        establishInstallRoot(options.installRoot.isSet()
+                                 ? std::optional(options.installRoot.getValue())
+                                 : std::nullopt);
+        values = copyValues(options);
+    } catch (const TCLAP::ArgException &exception) {
+        std::cerr << "error: " << exception.error() << " for arg " << exception.argId()
+                  << std::endl;
+        return 1;
+    }
+    return runMode(std::move(values));
+}

@@ -1,0 +1,25 @@
+#pragma once
+
+#include "platform/posix/windows_calls.h"
+
+#include <atomic>
+#include <string_view>
+
+// The next call of that name, on any thread, does nothing and fails with that last error.
+//
+// For whole runs there are two variables, read once: ZQHOST_FAIL holds "Call:lastError[:nth]"
+// entries, separated by commas, and ZQHOST_CALL_LOG names a file that gets the name of each call.
+void failNext(std::string_view call, DWORD lastError);
+
+namespace host {
+
+inline std::atomic<bool> g_callsWatched{false};
+
+bool watchedCallFails(std::string_view call);
+
+// Asked first by every call: whether it is to fail. The last error is set then.
+inline bool fails(std::string_view call) {
+    return g_callsWatched.load(std::memory_order_relaxed) && watchedCallFails(call);
+}
+
+} // namespace host

@@ -1,0 +1,15 @@
+#pragma once
+
+#include "platform/posix/handles.h"
+
+#include <memory>
+
+namespace host {
+
+// Whether the path names a pipe, \\.\pipe\ and a name.
+bool isPipePath(LPCWSTR path);
+
+// Connects as the client of the pipe. Gives 0 or the last error.
+DWORD openPipe(LPCWSTR path, std::shared_ptr<Object> &client);
+
+} // namespace host

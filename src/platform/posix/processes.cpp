@@ -1,0 +1,314 @@
+#include "platform/posix/processes.h"
+
+#include "platform/posix/command_line.h"
+#include "platform/posix/faults.h"
+#include "platform/posix/paths.h"
+#include "platform/posix/tokens.h"
+#include "platform/posix/variables.h"
+
+#include <grp.h>
+#include <linux/close_range.h>
+#include <sys/ptrace.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+
+#include <array>
+#include <atomic>
+#include <cerrno>
+#include <csignal>
+#include <iterator>
+#include <string_view>
+
+namespace {
+
+constexpr DWORD kKnownFlags = CREATE_SUSPENDED | CREATE_NEW_CONSOLE | CREATE_UNICODE_ENVIRONMENT |
+                              CREATE_BREAKAWAY_FROM_JOB | CREATE_NO_WINDOW;
+constexpr std::size_t kLongestCommandLine = 32767;
+constexpr std::string_view kCommandLineEntry = "ZQHOST_COMMAND_LINE=";
+
+// The first thread of a child. It stays suspended for as long as its creator traces it.
+class InitialThread final : public host::Object {
+public:
+    explicit InitialThread(std::shared_ptr<host::Process> process)
+        : m_process(std::move(process)) {}
+    DWORD wait(DWORD milliseconds) override { return m_process->wait(milliseconds); }
+    DWORD resume();
+
+private:
+    const std::shared_ptr<host::Process> m_process;
+    std::atomic<bool> m_suspended{true};
+};
+
+// All that a child needs between fork and exec, where it can't allocate any more.
+struct Plan {
+    std::string program;
+    std::vector<std::string> arguments;
+    std::vector<std::string> environment;
+    std::vector<char *> argumentPointers;
+    std::vector<char *> environmentPointers;
+    std::array<int, 3> standardStreams{STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO};
+    host::Descriptor nothing;
+    std::shared_ptr<host::Token> token;
+    bool newSession = false;
+
+    bool switchesUser() const { return token && token->user().id != ::geteuid(); }
+};
+
+DWORD InitialThread::resume() {
+    if (!m_suspended.exchange(false))
+        return 0;
+    if (::ptrace(PTRACE_DETACH, m_process->id(), nullptr, nullptr) == 0)
+        return 1;
+    SetLastError(host::lastErrorOf(errno));
+    return static_cast<DWORD>(-1);
+}
+
+bool isForChildren(const std::string &entry) {
+    constexpr std::string_view own[] = {
+        "ZQHOST_SERVICE_MANAGER=", "ZQHOST_FAIL=", "ZQHOST_CALL_LOG=", kCommandLineEntry};
+    for (const std::string_view start : own)
+        if (entry.compare(0, start.size(), start) == 0)
+            return false;
+    return true;
+}
+
+std::vector<std::string> childEnvironment(LPVOID block, const std::string &commandLine) {
+    auto entries = block ? *static_cast<host::EnvironmentBlock *>(block) : host::allVariables();
+    std::erase_if(entries, [](const std::string &entry) { return !isForChildren(entry); });
+    entries.push_back(std::string(kCommandLineEntry) + commandLine);
+    return entries;
+}
+
+std::vector<char *> pointersTo(std::vector<std::string> &texts) {
+    std::vector<char *> pointers;
+    pointers.reserve(texts.size() + 1);
+    for (std::string &text : texts)
+        pointers.push_back(text.data());
+    pointers.push_back(nullptr);
+    return pointers;
+}
+
+// A handle that can't be inherited leaves its stream empty.
+void planStandardStreams(Plan &plan, const STARTUPINFOW &startup) {
+    plan.nothing = host::Descriptor(::open("/dev/null", O_RDWR | O_CLOEXEC));
+    const HANDLE handles[] = {startup.hStdInput, startup.hStdOutput, startup.hStdError};
+    for (std::size_t stream = 0; stream < std::size(handles); ++stream) {
+        const auto object = std::dynamic_pointer_cast<host::Stream>(host::lookUp(handles[stream]));
+        const bool usable =
+            object && object->descriptor() >= 0 && host::isInheritable(handles[stream]);
+        plan.standardStreams[stream] = usable ? object->descriptor() : plan.nothing.get();
+    }
+}
+
+DWORD makePlan(Plan &plan, LPCWSTR commandLine, BOOL inheritHandles, LPVOID environment,
+               const STARTUPINFOW &startup) {
+    if (std::u16string_view(commandLine).size() >= kLongestCommandLine)
+        return ERROR_FILENAME_EXCED_RANGE;
+    std::string text = host::toUtf8(commandLine);
+    if (const DWORD error = host::findProgram(text, plan.program))
+        return error;
+    plan.arguments = host::splitCommandLine(text);
+    plan.environment = childEnvironment(environment, text);
+    plan.argumentPointers = pointersTo(plan.arguments);
+    plan.environmentPointers = pointersTo(plan.environment);
+    if ((startup.dwFlags & STARTF_USESTDHANDLES) != 0 && inheritHandles)
+        planStandardStreams(plan, startup);
+    return ERROR_SUCCESS;
+}
+
+bool takeStandardStreams(const Plan &plan) {
+    // Copied out of the way first, as one may be the place of another.
+    std::array<int, 3> copies{};
+    for (std::size_t stream = 0; stream < copies.size(); ++stream)
+        copies[stream] = ::fcntl(plan.standardStreams[stream], F_DUPFD_CLOEXEC, 3);
+    for (std::size_t stream = 0; stream < copies.size(); ++stream)
+        if (::dup2(copies[stream], static_cast<int>(stream)) == -1)
+            return false;
+    return true;
+}
+
+bool becomeUser(const host::User &user) {
+    return ::setgroups(user.groups.size(), user.groups.data()) == 0 &&
+           ::setresgid(user.group, user.group, user.group) == 0 &&
+           ::setresuid(user.id, user.id, user.id) == 0;
+}
+
+// In the child. Ends with the error number as exit status if the program can't be started.
+[[noreturn]] void becomeProgram(const Plan &plan, int go) {
+    char byte;
+    if (::read(go, &byte, 1) != 1)
+        ::_exit(ECANCELED);
+    if (!takeStandardStreams(plan) || (plan.switchesUser() && !becomeUser(plan.token->user())))
+        ::_exit(errno);
+    ::close_range(3, ~0U, CLOSE_RANGE_CLOEXEC);
+    if (plan.newSession)
+        ::setsid();
+    std::signal(SIGPIPE, SIG_DFL);
+    sigset_t none;
+    sigemptyset(&none);
+    ::sigprocmask(SIG_SETMASK, &none, nullptr);
+    ::execve(plan.program.c_str(), plan.argumentPointers.data(), plan.environmentPointers.data());
+    ::_exit(errno);
+}
+
+// With all signals blocked, so that no handler of this process runs in the child.
+pid_t forkChild(const Plan &plan, int goRead, int goWrite) {
+    sigset_t all, before;
+    sigfillset(&all);
+    ::pthread_sigmask(SIG_SETMASK, &all, &before);
+    const pid_t child = ::fork();
+    if (child == 0) {
+        ::close(goWrite);
+        becomeProgram(plan, goRead);
+    }
+    ::pthread_sigmask(SIG_SETMASK, &before, nullptr);
+    return child;
+}
+
+// Waits until the child is at its program's first instruction. Gives 0, or the error number that
+// it ended with before that, and has reaped it then.
+int awaitProgram(pid_t child) {
+    for (;;) {
+        int status = 0;
+        if (::waitpid(child, &status, __WALL) == -1) {
+            if (errno != EINTR)
+                return errno;
+            continue;
+        }
+        if (WIFEXITED(status))
+            return WEXITSTATUS(status);
+        if (WIFSIGNALED(status))
+            return ECANCELED;
+        const int event = status >> 16;
+        if (event == PTRACE_EVENT_EXEC)
+            return 0;
+        const long signal = event == 0 ? WSTOPSIG(status) : 0;
+        ::ptrace(PTRACE_CONT, child, nullptr, reinterpret_cast<void *>(signal));
+    }
+}
+
+DWORD startError(int hostError, const Plan &plan) {
+    struct stat status;
+    // A file without any right to be executed isn't a program here.
+    if (hostError == EACCES && ::stat(plan.program.c_str(), &status) == 0 &&
+        (status.st_mode & 0111) == 0 && ::access(plan.program.c_str(), R_OK) == 0)
+        return ERROR_BAD_EXE_FORMAT;
+    if (hostError == EPERM && plan.switchesUser())
+        return ERROR_PRIVILEGE_NOT_HELD;
+    return host::lastErrorOf(hostError);
+}
+
+// Leaves the child traced by this thread, held at its program's first instruction. The host kills
+// it there if this process ends.
+DWORD startHeld(const Plan &plan, std::shared_ptr<host::Process> &process) {
+    int go[2];
+    if (::pipe2(go, O_CLOEXEC) != 0)
+        return host::lastErrorOf(errno);
+    host::Descriptor goRead(go[0]), goWrite(go[1]);
+    const pid_t child = forkChild(plan, goRead.get(), goWrite.get());
+    if (child == -1)
+        return host::lastErrorOf(errno);
+    goRead.reset();
+    host::Descriptor descriptor(static_cast<int>(::syscall(SYS_pidfd_open, child, 0)));
+    const auto options = static_cast<long>(PTRACE_O_EXITKILL | PTRACE_O_TRACEEXEC);
+    // Without the byte, the end of the pipe ends the child.
+    [[maybe_unused]] const bool going =
+        descriptor &&
+        ::ptrace(PTRACE_SEIZE, child, nullptr, reinterpret_cast<void *>(options)) == 0 &&
+        ::write(goWrite.get(), "", 1) == 1;
+    goWrite.reset();
+    if (const int hostError = awaitProgram(child))
+        return startError(hostError, plan);
+    process = std::make_shared<host::Process>(child, std::move(descriptor));
+    return ERROR_SUCCESS;
+}
+
+BOOL start(Plan plan, LPCWSTR application, LPWSTR commandLine, BOOL inheritHandles, DWORD flags,
+           LPVOID environment, LPCWSTR currentDirectory, const STARTUPINFOW &startup,
+           PROCESS_INFORMATION &information) {
+    if (application || currentDirectory || !commandLine || (flags & ~kKnownFlags) != 0)
+        return host::outcome(ERROR_NOT_SUPPORTED);
+    plan.newSession = (flags & CREATE_NEW_CONSOLE) != 0;
+    DWORD error = makePlan(plan, commandLine, inheritHandles, environment, startup);
+    std::shared_ptr<host::Process> process;
+    if (error == ERROR_SUCCESS)
+        error = startHeld(plan, process);
+    if (error != ERROR_SUCCESS)
+        return host::outcome(error);
+    const auto thread = std::make_shared<InitialThread>(process);
+    if ((flags & CREATE_SUSPENDED) == 0)
+        thread->resume();
+    const auto id = static_cast<DWORD>(process->id());
+    information = {host::insert(process), host::insert(thread), id, id};
+    return TRUE;
+}
+
+} // namespace
+
+DWORD host::Process::wait(DWORD milliseconds) {
+    return awaitEvents(m_descriptor.get(), POLLIN, milliseconds) != 0 ? WAIT_OBJECT_0
+                                                                      : WAIT_TIMEOUT;
+}
+
+DWORD host::Process::exitCode() {
+    const std::lock_guard guard(m_lock);
+    if (m_exitCode != STILL_ACTIVE)
+        return m_exitCode;
+    siginfo_t ended{};
+    const auto which = static_cast<id_t>(m_descriptor.get());
+    if (::waitid(P_PIDFD, which, &ended, WEXITED | WNOHANG) == 0 && ended.si_pid == m_id)
+        m_exitCode = static_cast<DWORD>(ended.si_status + (ended.si_code == CLD_EXITED ? 0 : 128));
+    return m_exitCode;
+}
+
+BOOL CreateProcessW(LPCWSTR application, LPWSTR commandLine, LPSECURITY_ATTRIBUTES,
+                    LPSECURITY_ATTRIBUTES, BOOL inheritHandles, DWORD flags, LPVOID environment,
+                    LPCWSTR currentDirectory, STARTUPINFOW *startup,
+                    PROCESS_INFORMATION *information) {
+    if (host::fails("CreateProcessW"))
+        return FALSE;
+    return start({}, application, commandLine, inheritHandles, flags, environment, currentDirectory,
+                 *startup, *information);
+}
+
+BOOL CreateProcessAsUserW(HANDLE token, LPCWSTR application, LPWSTR commandLine,
+                          LPSECURITY_ATTRIBUTES, LPSECURITY_ATTRIBUTES, BOOL inheritHandles,
+                          DWORD flags, LPVOID environment, LPCWSTR currentDirectory,
+                          STARTUPINFOW *startup, PROCESS_INFORMATION *information) {
+    if (host::fails("CreateProcessAsUserW"))
+        return FALSE;
+    Plan plan;
+    plan.token = host::find<host::Token>(token);
+    return plan.token && start(std::move(plan), application, commandLine, inheritHandles, flags,
+                               environment, currentDirectory, *startup, *information);
+}
+
+DWORD ResumeThread(HANDLE thread) {
+    if (host::fails("ResumeThread"))
+        return static_cast<DWORD>(-1);
+    const auto found = host::find<InitialThread>(thread);
+    return found ? found->resume() : static_cast<DWORD>(-1);
+}
+
+BOOL GetExitCodeProcess(HANDLE process, LPDWORD exitCode) {
+    if (host::fails("GetExitCodeProcess"))
+        return FALSE;
+    const auto found = host::find<host::Process>(process);
+    if (found)
+        *exitCode = found->exitCode();
+    return found != nullptr;
+}
+
+DWORD GetCurrentProcessId() {
+    return static_cast<DWORD>(::getpid());
+}
+
+int _putenv_s(const char *name, const char *value) {
+    if (host::fails("_putenv_s"))
+        return EINVAL;
+    const std::lock_guard guard(host::environmentLock());
+    // An empty value takes the variable away.
+    const int result = *value ? ::setenv(name, value, 1) : ::unsetenv(name);
+    return result == 0 ? 0 : errno;
+}

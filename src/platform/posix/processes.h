@@ -1,0 +1,32 @@
+#pragma once
+
+#include "platform/posix/descriptor.h"
+#include "platform/posix/handles.h"
+
+#include <sys/types.h>
+
+#include <mutex>
+
+namespace host {
+
+// A child, reaped once it has ended: when its exit code is asked for, or with this object.
+class Process final : public Object {
+public:
+    Process(pid_t id, Descriptor descriptor) : m_id(id), m_descriptor(std::move(descriptor)) {}
+    ~Process() override { exitCode(); }
+
+    DWORD wait(DWORD milliseconds) override;
+    bool hasEnded() const { return awaitEvents(m_descriptor.get(), POLLIN, 0) != 0; }
+    // STILL_ACTIVE before the end.
+    DWORD exitCode();
+    pid_t id() const { return m_id; }
+    int descriptor() const { return m_descriptor.get(); }
+
+private:
+    const pid_t m_id;
+    const Descriptor m_descriptor;
+    std::mutex m_lock;
+    DWORD m_exitCode = STILL_ACTIVE;
+};
+
+} // namespace host

@@ -1,0 +1,77 @@
+#pragma once
+
+#include "platform/windows_api.h"
+
+#include <atomic>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <thread>
+#include <vector>
+
+// Process supervision: starting a process in a job of its own, waiting for it, and ending what
+// belongs to the launch. startProcess, waitForProcess and closeProcess run on one thread.
+
+namespace ProcessHandling {
+
+struct TerminationPipe;
+
+// The record of one launched process, kept behind a shared pointer. The callers of startProcess
+// read `result` only. The flags are shared between threads, each is set once.
+//
+// The record closes nothing. closeProcess closes the handles of winProcInfo and releases the two
+// threads and the termination pipe. ghJob and the ends of the anonymous pipes stay open until the
+// launcher's process ends: the closing of ghJob is what kills a process that is left behind.
+struct ProcessInfo {
+    // 0 after a start, 1 or -1 after a failed one; after waitForProcess the exit code.
+    std::int32_t result = 0;
+    std::uint32_t processId = 0;
+    std::string command;
+    std::string arguments; // joined, each with a blank in front
+    bool hideWindow = true;
+    bool redirectOutput = false;
+    bool newConsole = false;
+    std::string name;
+    std::atomic<bool> launchDone = false; // the creation was tried, with or without success
+    std::atomic<bool> launchFailed = false;
+    std::atomic<bool> finished = false; // the forwarding is to end
+    HANDLE hProcess = nullptr;          // a copy, never closed
+    PROCESS_INFORMATION winProcInfo = {};
+    HANDLE ghJob = nullptr;
+    HANDLE hStdInRead = nullptr;
+    HANDLE hStdInWrite = nullptr; // never written to
+    HANDLE hStdOutRead = nullptr;
+    HANDLE hStdOutWrite = nullptr;
+    SECURITY_ATTRIBUTES pipeAttributes = {};
+    TerminationPipe *terminationPipe = nullptr;
+    std::thread *terminationThread = nullptr;
+    std::thread *outputThread = nullptr;
+};
+
+// Starts the command and gives its record, never null. On success `result` is 0 and the process
+// runs; otherwise the reason was told in a line on the standard output. The command line is the
+// command, two blanks, and the arguments with a blank between them; nothing is quoted. A userId
+// above 0 starts the process in the console user's session, and waits until there is one.
+// Only then useLinkedToken counts: the process runs under the user's linked token if there is one.
+// redirectOutput copies what the process writes to the launcher's standard output.
+std::shared_ptr<ProcessInfo> startProcess(const std::string &command,
+                                          const std::vector<std::string> &arguments,
+                                          std::int32_t userId, bool redirectOutput, bool newConsole,
+                                          const std::string &name, bool hideWindow,
+                                          bool useLinkedToken, bool useJob);
+
+// Waits without limit for the end of a process whose `result` is 0, stores its exit code there and
+// closes the record. A WM_CLOSE in the calling thread's message queue asks the process to end; any
+// other message is dropped. Always true.
+bool waitForProcess(std::shared_ptr<ProcessInfo> info);
+
+// Ends the threads of any record of startProcess and closes its process handles. It ends no
+// process: one that runs goes on until its own end or the launcher's. Takes up to two seconds.
+void closeProcess(std::shared_ptr<ProcessInfo> info);
+
+// How far the latest startProcess has come; false as long as there was none. Safe on any thread.
+// Once isLaunchDone is true, isLaunchFailed of the same start tells its outcome.
+bool isLaunchDone();
+bool isLaunchFailed();
+
+} // namespace ProcessHandling

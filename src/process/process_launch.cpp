@@ -1,0 +1,237 @@
+#include "process/process_launch.h"
+
+#include "install/file_system.h"
+#include "platform/scope_guard.h"
+#include "process/output_forwarding.h"
+#include "process/termination_pipe.h"
+
+#include <iostream>
+
+namespace ProcessHandling {
+
+namespace {
+
+constexpr DWORD sessionRetryPauseMs = 1;
+constexpr DWORD pipePollPauseMs = 100;
+constexpr DWORD neutralLanguage = 0x400;
+
+// What a start in the console user's session needs; null for a direct one.
+struct UserSession {
+    HANDLE userToken = nullptr;
+    HANDLE linkedToken = nullptr;
+    LPVOID environment = nullptr;
+
+    HANDLE tokenToUse() const { return linkedToken != nullptr ? linkedToken : userToken; }
+};
+
+// The outcome of the creation, with the last error of the call that failed.
+struct Creation {
+    std::int32_t status = 0;
+    DWORD error = ERROR_SUCCESS;
+};
+
+STARTUPINFOW makeStartupInfo(const ProcessInfo &info) {
+    STARTUPINFOW startup = {};
+    startup.cb = sizeof(startup);
+    if (info.redirectOutput) {
+        startup.hStdInput = info.hStdInRead;
+        startup.hStdOutput = info.hStdOutWrite;
+        startup.hStdError = info.hStdOutWrite;
+        startup.dwFlags |= STARTF_USESTDHANDLES;
+    }
+    if (info.hideWindow) {
+        startup.dwFlags |= STARTF_USESHOWWINDOW;
+        startup.wShowWindow = SW_HIDE;
+    }
+    return startup;
+}
+
+std::basic_string<WCHAR> composeCommandLine(const ProcessInfo &info) {
+    return widen(info.arguments.empty() ? info.command : info.command + " " + info.arguments);
+}
+
+DWORD makeCreationFlags(const ProcessInfo &info, bool inUserSession, bool useJob) {
+    DWORD flags = CREATE_SUSPENDED;
+    if (info.newConsole) {
+        flags |= CREATE_NEW_CONSOLE;
+    }
+    if (inUserSession) {
+        flags |= CREATE_UNICODE_ENVIRONMENT;
+    }
+    if (!useJob) {
+        flags |= CREATE_BREAKAWAY_FROM_JOB;
+    }
+    if (inUserSession && info.hideWindow) {
+        flags |= CREATE_NO_WINDOW;
+    }
+    return flags;
+}
+
+void closeToken(HANDLE &token) {
+    if (token != nullptr) {
+        ::CloseHandle(token);
+        token = nullptr;
+    }
+}
+
+void releaseUserSession(UserSession &session) {
+    if (session.environment != nullptr) {
+        ::DestroyEnvironmentBlock(session.environment);
+    }
+    closeToken(session.linkedToken);
+    closeToken(session.userToken);
+}
+
+bool queryUserToken(HANDLE &token) {
+    const DWORD sessionId = ::WTSGetActiveConsoleSessionId();
+    token = nullptr;
+    const BOOL granted = ::WTSQueryUserToken(sessionId, &token);
+    const DWORD error = ::GetLastError();
+    if (error != ERROR_SUCCESS) {
+        std::cout << "WTSQueryUserToken" << granted << error << std::endl;
+    }
+    return granted != 0;
+}
+
+// Gives false if the token has no linked one.
+bool queryLinkedToken(HANDLE userToken, HANDLE &linkedToken) {
+    DWORD size = 0;
+    ::GetTokenInformation(userToken, TokenLinkedToken, nullptr, 0, &size);
+    std::vector<std::byte> buffer(size);
+    if (::GetTokenInformation(userToken, TokenLinkedToken, buffer.data(), size, &size) == 0) {
+        return false;
+    }
+    linkedToken = reinterpret_cast<const TOKEN_LINKED_TOKEN *>(buffer.data())->LinkedToken;
+    return true;
+}
+
+// Waits without limit until somebody is logged on at the console.
+void waitForUserToken(UserSession &session, bool useLinkedToken) {
+    for (;;) {
+        if (queryUserToken(session.userToken)) {
+            const bool linked =
+                useLinkedToken && queryLinkedToken(session.userToken, session.linkedToken);
+            if ((linked ? session.linkedToken : session.userToken) != nullptr) {
+                return;
+            }
+            closeToken(session.userToken);
+        }
+        ::Sleep(sessionRetryPauseMs);
+    }
+}
+
+Creation createInUserSession(ProcessInfo &info, UserSession &session, bool useLinkedToken,
+                             DWORD flags, std::basic_string<WCHAR> &commandLine,
+                             STARTUPINFOW startup) {
+    std::basic_string<WCHAR> desktop = widen("WinSta0\\Default");
+    startup.lpDesktop = desktop.data();
+    waitForUserToken(session, useLinkedToken);
+    if (::CreateEnvironmentBlock(&session.environment, session.tokenToUse(), TRUE) != TRUE) {
+        const DWORD error = ::GetLastError();
+        std::cout << "last error " << error << std::endl;
+        return {-1, error};
+    }
+    if (::CreateProcessAsUserW(session.tokenToUse(), nullptr, commandLine.data(), nullptr, nullptr,
+                               info.redirectOutput, flags, session.environment, nullptr, &startup,
+                               &info.winProcInfo) == 0) {
+        return {1, ::GetLastError()};
+    }
+    return {};
+}
+
+Creation createDirectly(ProcessInfo &info, DWORD flags, std::basic_string<WCHAR> &commandLine,
+                        STARTUPINFOW startup) {
+    if (::CreateProcessW(nullptr, commandLine.data(), nullptr, nullptr, info.redirectOutput, flags,
+                         nullptr, nullptr, &startup, &info.winProcInfo) == 0) {
+        return {1, ::GetLastError()};
+    }
+    return {};
+}
+
+void startTerminationPipe(ProcessInfo &info) {
+    info.terminationPipe = new TerminationPipe(info.winProcInfo.dwProcessId, info.command);
+    info.terminationThread = new std::thread(servePipe, std::ref(*info.terminationPipe));
+}
+
+// The system's text for the code, without the line end that it closes with; empty if none.
+std::string systemText(DWORD code) {
+    LPWSTR buffer = nullptr;
+    const DWORD length = ::FormatMessageW(
+        FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_IGNORE_INSERTS | FORMAT_MESSAGE_FROM_SYSTEM,
+        nullptr, code, neutralLanguage, reinterpret_cast<LPWSTR>(&buffer), 0, nullptr);
+    if (length == 0) {
+        return "";
+    }
+    std::string text = narrow(buffer, length);
+    ::LocalFree(buffer);
+    text.erase(text.find_last_not_of("\r\n") + 1);
+    return text;
+}
+
+void reportFailedCreation(DWORD error, const std::basic_string<WCHAR> &commandLine) {
+    std::cout << "CreateProcessAsUser Error " << error << std::endl;
+    const std::string text = error != ERROR_SUCCESS ? systemText(error) : "";
+    if (!text.empty()) {
+        std::cout << "ERROR MESSAGE: " << text << std::endl;
+        std::wcout << "command: " << std::wstring(commandLine.begin(), commandLine.end())
+                   << std::endl;
+    }
+}
+
+void waitForTerminationPipe(const TerminationPipe &pipe) {
+    while (!pipe.pipeReady) {
+        ::Sleep(pipePollPauseMs);
+    }
+}
+
+// Resumed before it is assigned: this order is part of what callers know of a launch. A process
+// that has ended by the time of its assignment can't be assigned any more.
+bool resumeInJob(ProcessInfo &info, bool useJob) {
+    ::ResumeThread(info.winProcInfo.hThread);
+    info.hProcess = info.winProcInfo.hProcess;
+    info.processId = info.winProcInfo.dwProcessId;
+    if (useJob && info.ghJob != nullptr &&
+        ::AssignProcessToJobObject(info.ghJob, info.winProcInfo.hProcess) == 0) {
+        std::cout << "AssignProcessToJobObject(info.ghJob, info.winProcInfo.hProcess)" << std::endl;
+        return false;
+    }
+    return true;
+}
+
+} // namespace
+
+std::int32_t launchProcess(std::shared_ptr<ProcessInfo> info, bool inUserSession,
+                           bool useLinkedToken, bool useJob) {
+    info->outputThread = new std::thread(forwardOutput, std::weak_ptr<ProcessInfo>(info));
+    const STARTUPINFOW startup = makeStartupInfo(*info);
+    std::basic_string<WCHAR> commandLine = composeCommandLine(*info);
+    const DWORD flags = makeCreationFlags(*info, inUserSession, useJob);
+
+    UserSession session;
+    const ScopeGuard releaseSession([&session] { releaseUserSession(session); });
+    const Creation creation = inUserSession ? createInUserSession(*info, session, useLinkedToken,
+                                                                  flags, commandLine, startup)
+                                            : createDirectly(*info, flags, commandLine, startup);
+
+    // In this order: who sees launchDone trusts launchFailed.
+    info->launchFailed = creation.status != 0;
+    info->launchDone = true;
+    startTerminationPipe(*info);
+
+    if (creation.status != 0) {
+        info->finished = true;
+        info->hProcess = nullptr;
+        reportFailedCreation(creation.error, commandLine);
+    } else {
+        waitForTerminationPipe(*info->terminationPipe);
+        if (!resumeInJob(*info, useJob)) {
+            return 1;
+        }
+    }
+    if (inUserSession && ::SetConsoleMode(info->hProcess, ENABLE_PROCESSED_OUTPUT) == 0) {
+        std::cout << "Cannot set ENABLE_PROCESSED_OUTPUT" << std::endl;
+    }
+    return creation.status;
+}
+
+} // namespace ProcessHandling

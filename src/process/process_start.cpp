@@ -1,0 +1,92 @@
+#include "process/process_handling.h"
+#include "process/process_launch.h"
+
+#include <iostream>
+
+namespace ProcessHandling {
+
+namespace {
+
+// The record of the latest start, shared so that who asks for a launch's state never touches a
+// released one. It outlives all statics: the service's threads still ask while the process ends.
+std::shared_ptr<ProcessInfo> &currentProcessInfo() {
+    static auto &latest = *new std::shared_ptr<ProcessInfo>;
+    return latest;
+}
+
+// The ends that the launcher keeps are not inherited.
+void makeStandardPipes(ProcessInfo &info) {
+    info.pipeAttributes.nLength = sizeof(info.pipeAttributes);
+    info.pipeAttributes.lpSecurityDescriptor = nullptr;
+    info.pipeAttributes.bInheritHandle = TRUE;
+    ::CreatePipe(&info.hStdOutRead, &info.hStdOutWrite, &info.pipeAttributes, 0);
+    ::SetHandleInformation(info.hStdOutRead, HANDLE_FLAG_INHERIT, 0);
+    ::CreatePipe(&info.hStdInRead, &info.hStdInWrite, &info.pipeAttributes, 0);
+    ::SetHandleInformation(info.hStdInWrite, HANDLE_FLAG_INHERIT, 0);
+}
+
+// A job that kills its processes when its last handle is closed, and lets their children go.
+bool makeJob(ProcessInfo &info) {
+    info.ghJob = ::CreateJobObjectW(nullptr, nullptr);
+    if (info.ghJob == nullptr) {
+        std::cout << "info.ghJob == NULL!" << std::endl;
+        return false;
+    }
+    JOBOBJECT_EXTENDED_LIMIT_INFORMATION jeli = {};
+    jeli.BasicLimitInformation.LimitFlags =
+        JOB_OBJECT_LIMIT_KILL_ON_JOB_CLOSE | JOB_OBJECT_LIMIT_SILENT_BREAKAWAY_OK;
+    if (::SetInformationJobObject(info.ghJob, JobObjectExtendedLimitInformation, &jeli,
+                                  sizeof(jeli)) == 0) {
+        std::cout << "SetInformationJobObject( info.ghJob, JobObjectExtendedLimitInformation, "
+                     "&jeli, sizeof(jeli))!"
+                  << std::endl;
+        return false;
+    }
+    return true;
+}
+
+std::string joinArguments(const std::vector<std::string> &arguments) {
+    std::string joined;
+    for (const std::string &argument : arguments) {
+        joined += " " + argument;
+    }
+    return joined;
+}
+
+} // namespace
+
+std::shared_ptr<ProcessInfo> startProcess(const std::string &command,
+                                          const std::vector<std::string> &arguments,
+                                          std::int32_t userId, bool redirectOutput, bool newConsole,
+                                          const std::string &name, bool hideWindow,
+                                          bool useLinkedToken, bool useJob) {
+    auto info = std::make_shared<ProcessInfo>();
+    info->name = name;
+    std::atomic_store(&currentProcessInfo(), info);
+    if (redirectOutput) {
+        makeStandardPipes(*info);
+    }
+    if (!makeJob(*info)) {
+        info->result = 1;
+        return info;
+    }
+    info->hideWindow = hideWindow;
+    info->command = command;
+    info->arguments = joinArguments(arguments);
+    info->redirectOutput = redirectOutput;
+    info->newConsole = newConsole;
+    info->result = launchProcess(info, userId > 0, useLinkedToken, useJob);
+    return info;
+}
+
+bool isLaunchDone() {
+    const std::shared_ptr<ProcessInfo> info = std::atomic_load(&currentProcessInfo());
+    return info != nullptr && info->launchDone;
+}
+
+bool isLaunchFailed() {
+    const std::shared_ptr<ProcessInfo> info = std::atomic_load(&currentProcessInfo());
+    return info != nullptr && info->launchFailed;
+}
+
+} // namespace ProcessHandling

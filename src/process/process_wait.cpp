@@ -1,0 +1,58 @@
+#include "install/file_system.h"
+#include "process/process_handling.h"
+#include "process/termination_pipe.h"
+
+namespace ProcessHandling {
+
+namespace {
+
+constexpr DWORD waitPauseMs = 1000;
+
+void joinAndRelease(std::thread *&thread) {
+    if (thread != nullptr) {
+        thread->join();
+        delete thread;
+        thread = nullptr;
+    }
+}
+
+void closeAndClear(HANDLE &handle) {
+    ::CloseHandle(handle);
+    handle = nullptr;
+}
+
+} // namespace
+
+bool waitForProcess(std::shared_ptr<ProcessInfo> info) {
+    while (::WaitForSingleObject(info->winProcInfo.hProcess, waitPauseMs) != WAIT_OBJECT_0) {
+        MSG message;
+        if (::PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE) != 0 &&
+            message.message == WM_CLOSE) {
+            info->terminationPipe->terminateRequested.exchange(true);
+        }
+    }
+    DWORD exitCode = 0;
+    ::GetExitCodeProcess(info->winProcInfo.hProcess, &exitCode);
+    info->result = static_cast<std::int32_t>(exitCode);
+    closeProcess(info);
+    return true;
+}
+
+void closeProcess(std::shared_ptr<ProcessInfo> info) {
+    info->finished = true;
+    joinAndRelease(info->outputThread);
+    if (info->terminationPipe != nullptr) {
+        // Opens the name as a client would, which ends the thread's wait for one.
+        ::DeleteFileW(widen(info->terminationPipe->pipeName).c_str());
+        info->terminationPipe->stopRequested.exchange(true);
+    }
+    // The thread reads the pipe's flags until it ends, so the pipe goes after the join.
+    joinAndRelease(info->terminationThread);
+    delete info->terminationPipe;
+    info->terminationPipe = nullptr;
+    info->hProcess = nullptr;
+    closeAndClear(info->winProcInfo.hProcess);
+    closeAndClear(info->winProcInfo.hThread);
+}
+
+} // namespace ProcessHandling

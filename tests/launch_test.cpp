@@ -1,0 +1,270 @@
+#include "support/launch_fixture.h"
+
+using namespace testing_support;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::StartsWith;
+
+namespace {
+
+std::string replaced(std::string text, const std::string &word, const std::string &by) {
+    for (std::size_t at = 0; (at = text.find(word, at)) != std::string::npos; at += by.size()) {
+        text.replace(at, word.size(), by);
+    }
+    return text;
+}
+
+TEST_F(LaunchTest, ToolGetsArgumentsEnvironmentAndDirectory) {
+    LauncherStart launch =
+        start({"-t", "zqStage", "-a", "a  b " + reportTo("tool") + " sleep=20 exit=7", "-o"});
+    launch.environment = {{"PATH", "A;B"}, {"QTDIR", "stale"}};
+    launch.workingDirectory = folder.path();
+    LauncherRun run(folder, launch);
+    EXPECT_EQ(run.wait(), 7u);
+
+    const ProbeReport tool = readReport("tool");
+    const std::string executable = root + "\\tools\\current\\zqStage\\zqStage.exe";
+    EXPECT_THAT(tool.arguments,
+                ElementsAre(executable, "a", "b", reportTo("tool"), "sleep=20", "exit=7"));
+    EXPECT_EQ(tool.commandLine, executable + "  a b " + reportTo("tool") + " sleep=20 exit=7");
+    EXPECT_EQ(hostPath(tool.workingDirectory), hostPath(folder.path()));
+    const std::string framework = root + "\\frameworks\\5.15.2";
+    const std::map<std::string, std::string> expected{
+        {"ZQ_INSTALL_ROOT", root},
+        {"ZQ_TOOL_VERSION", "current"},
+        {"ZQ_FW_VERSION", "current"},
+        {"DBUS_SESSION_BUS_ADDRESS", "tcp:host=localhost,port=8245,family=ipv4"},
+        {"PATH", root + "\\tools\\current\\zqStage;" + framework + "\\bin;A;B;" + root +
+                     "\\tools\\current\\zqLauncher\\;" + root + "\\tools\\current\\bin"},
+        {"QML2_IMPORT_PATH", framework + "\\qml"},
+        {"QT_PLUGIN_PATH", framework + "\\plugins"},
+        {"QTDIR", framework}};
+    EXPECT_THAT(tool.environment, testing::IsSupersetOf(expected));
+    EXPECT_EQ(tool.environment.count("ZQ_LOG_ENABLE_STDOUT"), 0u);
+}
+
+TEST_F(LaunchTest, PathWithoutAnOldValueHasNoEmptyEntry) {
+    LauncherStart launch =
+        start({"-t", "zqStage", "-p", "7.1", "-a", reportTo("tool") + " sleep=20"});
+    launch.environment = {{"PATH", ""}};
+    EXPECT_EQ(LauncherRun(folder, launch).wait(), 0u);
+    const std::string path = readReport("tool").environment.at("PATH");
+    // Wine gives a process without a PATH the system's directories.
+    EXPECT_THAT(path,
+                StartsWith(root + "\\tools\\7.1\\zqStage;" + root + "\\frameworks\\5.15.2\\bin;"));
+    EXPECT_EQ(path.find(";;"), std::string::npos);
+}
+
+TEST_F(LaunchTest, ExitCodeKeepsItsBits) {
+    for (const std::uint32_t code : {1u, 255u, 0xC0000005u, 0xFFFFFFFFu}) {
+        LauncherRun run(folder,
+                        start({"-t", "zqStage", "-a", "sleep=20 exit=" + std::to_string(code)}));
+        EXPECT_EQ(run.wait(), visibleExitCode(code));
+    }
+}
+
+TEST_F(LaunchTest, FrameworkVersionComesFromOptionThenQtInfoThenCurrent) {
+    struct Case {
+        std::string option, qtInfo, expected;
+    };
+    const std::string longLine(10 << 20, 'x');
+    for (const Case &each :
+         {Case{"", "5.15.2\r\n6.0\r\n", "5.15.2"}, Case{"", "\t5 .15. 2 ", "5.15.2"},
+          Case{"", "\n5.15.2\n", "current"}, Case{"", " \t", "current"},
+          Case{" 5.15.2 ", "6.0", "5.15.2"}, Case{"", "6.0", ""}, Case{"6.0", "5.15.2", ""},
+          Case{"",
+               "\xEF\xBB\xBF"
+               "5.15.2",
+               ""},
+          Case{"", longLine, ""}, Case{"", std::string("\1\0\xFF", 3), ""}}) {
+        SCOPED_TRACE(each.option + "|" + each.qtInfo.substr(0, 20));
+        tree.writeQtInfo("7.2", "zqStage", each.qtInfo);
+        LauncherRun run(folder, start({"-t", "zqStage", "-f", each.option, "-a",
+                                       reportTo("tool" + each.expected) + " sleep=20"}));
+        EXPECT_EQ(run.wait(), each.expected.empty() ? 1u : 0u);
+        if (each.expected.empty()) {
+            EXPECT_THAT(run.errors(), StartsWith("ERROR: Framework library path " + root));
+        } else {
+            const ProbeReport tool = readReport("tool" + each.expected);
+            EXPECT_EQ(tool.environment.at("ZQ_FW_VERSION"), each.expected);
+            EXPECT_EQ(tool.environment.at("QTDIR"), root + "\\frameworks\\5.15.2");
+        }
+    }
+}
+
+TEST_F(LaunchTest, FailureIsOneLineOnItsStreamAndStatusOne) {
+    namespace fs = std::filesystem;
+    const fs::path tools = tree.root() / "tools" / "7.2";
+    fs::create_directories(tools / "zqNoFile");
+    writeFile(tools / "zqText" / "zqText.exe", "no program\n");
+    writeFile(tools / "zqEmpty" / "zqEmpty.exe", "");
+    fs::create_directories(tools / "zqFolder" / "zqFolder.exe");
+    fs::create_directories(tree.root() / "frameworks" / "5.0" / "bin");
+    struct Case {
+        std::vector<std::string> options;
+        std::string output, errors; // whole, or the beginning if it ends in "..."
+    };
+    const std::string noTool =
+        "ERROR: No toolname specified (and shell mode is disabled), bailing.\n";
+    const std::vector<Case> cases{
+        {{}, noTool, ""},
+        {{"-l", "tool"}, noTool, ""},
+        {{"-b", "X:\\y"}, noTool, ""},
+        {{"--", "-t", "zqStage"}, noTool, ""},
+        {{"-t", "zqNone"},
+         "ERROR: directory %ROOT%\\tools\\current\\zqNone does not exist, bailing.\n",
+         ""},
+        {{"-t", "zqStage", "-p", ""},
+         "ERROR: directory %ROOT%\\tools\\\\zqStage does not exist, bailing.\n",
+         ""},
+        {{"-t", "zqNoFile"},
+         "",
+         "ERROR: File %ROOT%\\tools\\current\\zqNoFile\\zqNoFile.exe does not exist, bailing.\n"},
+        {{"-t", "zqStage", "-f", "4"},
+         "",
+         "ERROR: Framework library path %ROOT%\\frameworks\\4\\bin does not exist, bailing.\n"},
+        {{"-t", "zqStage", "-f", "5.0"},
+         "",
+         "ERROR: Framework plugin path %ROOT%\\frameworks\\5.0\\plugins does not exist, "
+         "bailing.\n"},
+        {{"-t", "zqText"}, "CreateProcessAsUser Error 193\nERROR MESSAGE: ...", ""},
+        {{"-t", "zqEmpty"}, "CreateProcessAsUser Error 193\n...", ""},
+        {{"-t", "zqFolder"}, "CreateProcessAsUser Error ...", ""},
+        {{"-u", "abc"}, "", "PARSE ERROR: Argument: -u (--user)\n..."},
+        {{"word"}, "", "PARSE ERROR: Argument: word\n..."},
+        {{"-t", "a", "-t", "b"}, "", "PARSE ERROR: Argument: -t (--tool)\n..."},
+        {{"-c", "-t"}, "", "PARSE ERROR: Argument: -t (--tool)\n..."}};
+    const auto expectText = [&](const std::string &text, std::string expected) {
+        expected = replaced(expected, "%ROOT%", root);
+        if (expected.ends_with("...")) {
+            EXPECT_THAT(text, StartsWith(expected.substr(0, expected.size() - 3)));
+        } else {
+            EXPECT_EQ(text, expected);
+        }
+    };
+    for (const Case &each : cases) {
+        LauncherRun run(folder, start(each.options));
+        EXPECT_EQ(run.wait(), 1u);
+        expectText(run.output(), each.output);
+        expectText(run.errors(), each.errors);
+    }
+    // The wide line keeps its place among the narrow ones.
+    LauncherRun run(folder, start({"-t", "zqText", "-a", "x y"}));
+    run.wait();
+    EXPECT_THAT(run.output(), testing::EndsWith("\ncommand: " + root +
+                                                "\\tools\\current\\zqText\\zqText.exe  x y\n"));
+}
+
+TEST_F(LaunchTest, RootComesFromOptionVariableExecutableOrDefault) {
+    const std::filesystem::path launcher = tree.addLauncher("7.1");
+    const std::string message = "ERROR: directory %\\tools\\current\\t does not exist, bailing.\n";
+    struct Case {
+        std::vector<std::string> options;
+        std::map<std::string, std::string> environment;
+        std::string root;
+    };
+    for (const Case &each :
+         {Case{{"-r", "D:\\x"}, {{"ZQ_INSTALL_ROOT", "E:\\y"}}, "D:\\x"},
+          Case{{"-r", "D:\\x\\"}, {}, "D:\\x\\"}, Case{{}, {{"ZQ_INSTALL_ROOT", "E:\\y"}}, "E:\\y"},
+          Case{{}, {}, root}, Case{{"-r", ""}, {}, "C:\\ZQClient"},
+          Case{{"-r", ""}, {{"LARKSTONE_PATH_PREFIX", "X"}}, "XC:\\ZQClient"}}) {
+        LauncherStart launch;
+        launch.program = launcher;
+        launch.arguments = each.options;
+        launch.arguments.insert(launch.arguments.end(), {"-t", "t"});
+        launch.environment = each.environment;
+        LauncherRun run(folder, launch);
+        EXPECT_EQ(run.wait(), 1u);
+        EXPECT_EQ(run.output(), replaced(message, "%", each.root));
+    }
+    LauncherStart snap = start({"-t", "t"});
+    snap.environment = {{"ZQ_SNAP", "0"}};
+    LauncherRun run(folder, snap);
+    run.wait();
+    EXPECT_EQ(run.output(),
+              "ERROR: directory /snap/zqstage/current/bin does not exist, bailing.\n");
+}
+
+TEST_F(LaunchTest, ToolPathTakesThePlaceOfTheInstallation) {
+    const std::filesystem::path place = folder / "a place";
+    placeProgram(probeProgram(), place / "t.exe");
+    writeFile(place / ".qtinfo", "5.15.2");
+    LauncherRun run(folder, start({"-b", windowsPath(place), "-t", "t", "-a",
+                                   reportTo("tool") + " sleep=20 exit=3", "-qmljsdebugger=x"}));
+    EXPECT_EQ(run.wait(), 3u);
+    const ProbeReport tool = readReport("tool");
+    EXPECT_THAT(tool.environment.at("PATH"), StartsWith(windowsPath(place) + ";" + root));
+    EXPECT_EQ(tool.environment.at("ZQ_FW_VERSION"), "5.15.2");
+}
+
+TEST_F(LaunchTest, ForwardsOutputByteForByteWhileTheToolRuns) {
+    for (const std::size_t size : {1u, 4096u, 4097u, 65536u}) {
+        const std::string go = "go" + std::to_string(size);
+        LauncherRun run(folder, start({"-o", "-t", "zqStage", "-a",
+                                       "bytes=" + std::to_string(size) + " await=" +
+                                           (folder / go).generic_string() + " exit=4"}));
+        EXPECT_TRUE(waitUntil([&] { return run.rawOutput().size() >= size; }));
+        EXPECT_EQ(run.rawOutput(), probeBytes(size));
+        writeFile(folder / go, "");
+        EXPECT_EQ(run.wait(), 4u);
+    }
+}
+
+TEST_F(LaunchTest, ForwardsEachChunkUpToItsZeroByteAndBothStreams) {
+    LauncherRun run(folder, start({"-d", "-t", "zqStage", "-a",
+                                   "zero sleep=300 printerr=E sleep=300 closeout sleep=300 " +
+                                       reportTo("tool") + " printerr=F sleep=300"}));
+    EXPECT_EQ(run.wait(), 0u);
+    EXPECT_EQ(run.rawOutput(), "abEF");
+    EXPECT_EQ(run.errors(), "");
+    EXPECT_EQ(readReport("tool").environment.at("ZQ_LOG_ENABLE_STDOUT"), "1");
+}
+
+TEST_F(LaunchTest, ShellRunsInTheToolsEnvironment) {
+    LauncherStart launch = start({"-s", "-p", "7.1", "-t", "zqNone", "-b", "X:\\none", "-k",
+                                  windowsPath(probeProgram()) + " " + reportTo("tool")});
+    launch.input = "exit 5\n";
+    LauncherRun run(folder, launch);
+    EXPECT_EQ(run.wait(), 5u);
+    const ProbeReport tool = readReport("tool");
+    EXPECT_EQ(tool.environment.at("ZQ_TOOL_VERSION"), "7.1");
+    EXPECT_THAT(tool.environment.at("PATH"), StartsWith(root + "\\tools\\7.1\\zqLauncher;"));
+    if (!onWindows) { // Wine's interpreter sets PROMPT anew
+        EXPECT_EQ(tool.environment.at("PROMPT"), "(zqshell,ver=7.1,fw=current)$P$G");
+        EXPECT_THAT(run.output(), HasSubstr("(zqshell,ver=7.1,fw=current)Z:\\"));
+    }
+}
+
+TEST_F(LaunchTest, AbruptEndOfTheLauncherEndsTheToolAndNotItsChild) {
+    LauncherRun run(folder, start({"-t", "zqStage", "-a",
+                                   "child=" + (folder / "child").generic_string() + " " +
+                                       reportTo("tool") + " sleep=30000"}));
+    const std::uint32_t child = readReport("child").pid;
+    const std::uint32_t tool = readReport("tool").pid;
+    std::this_thread::sleep_for(std::chrono::milliseconds(300)); // it's in its job by then
+    run.kill();
+    EXPECT_TRUE(waitUntil([&] { return !isRunning(tool); }, std::chrono::seconds(2)));
+    EXPECT_TRUE(isRunning(child));
+    endProcess(child);
+}
+
+TEST_F(LaunchTest, UserSessionStartWaitsForAUserAndRunsAsThatUser) {
+    const std::filesystem::path user = folder / "console_user";
+    LauncherStart launch =
+        start({"-u", "1", "-t", "zqStage", "-a", reportTo("tool") + " sleep=20"});
+    std::filesystem::permissions(folder.path(), std::filesystem::perms::all);
+    if (!onWindows) { // somebody is always at Wine's console
+        launch.environment = {{"ZQHOST_CONSOLE_USER", user.string()}};
+    }
+    LauncherRun run(folder, launch);
+    if (!onWindows) {
+        EXPECT_TRUE(run.awaitOutput("WTSQueryUserToken01008\nWTSQueryUserToken01008\n"));
+        EXPECT_FALSE(std::filesystem::exists(folder / "tool"));
+        writeFile(user, consoleUserName() + "\n");
+    }
+    EXPECT_EQ(run.wait(), 0u);
+    EXPECT_EQ(readReport("tool").user, consoleUserId());
+    EXPECT_EQ(readReport("tool").environment.at("ZQ_FW_VERSION"), "current");
+}
+
+} // namespace

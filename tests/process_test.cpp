@@ -1,0 +1,137 @@
+#include "process/process_handling.h"
+
+#include "environment/startup_tool.h"
+#include "frontend/launcher.h"
+#include "support/launch_fixture.h"
+
+#include <algorithm>
+#include <thread>
+
+using namespace testing_support;
+using namespace ProcessHandling;
+
+namespace {
+
+class Process : public LaunchTest {
+protected:
+    std::shared_ptr<ProcessInfo> startProbe(const std::vector<std::string> &arguments,
+                                            bool redirectOutput = false) {
+        return startProcess(windowsPath(probeProgram()), arguments, -1, redirectOutput, false, "",
+                            false, false, true);
+    }
+};
+
+TEST_F(Process, WmCloseSendsTheWordAndTheToolsCodeComesBack) {
+    const std::string word = (folder / "word").generic_string();
+    const std::string args = "word=" + word + " exit=9";
+    std::atomic<DWORD> launchThread = 0;
+    std::int32_t status = -1;
+    std::thread launch([&] {
+        launchThread = ::GetCurrentThreadId();
+        const char *const argv[] = {"zqLauncher", "-r", root.c_str(), "-t",
+                                    "zqStage",    "-a", args.c_str()};
+        status = runLauncher("zqLauncher", "1", static_cast<std::int32_t>(std::size(argv)), argv);
+    });
+    // Refused until the launch has looked at its queue once.
+    EXPECT_TRUE(waitUntil([&] {
+        return launchThread != 0 && ::PostThreadMessageW(launchThread, WM_CLOSE + 1, 0, 0) != 0;
+    }));
+    EXPECT_TRUE(isLaunchDone());
+    EXPECT_FALSE(isLaunchFailed());
+    EXPECT_FALSE(std::filesystem::exists(word));
+    ::PostThreadMessageW(launchThread, WM_CLOSE, 0, 0);
+    ::PostThreadMessageW(launchThread, WM_CLOSE, 0, 0);
+    launch.join();
+    EXPECT_EQ(status, 9);
+    EXPECT_EQ(readFile(word), std::string("zqEnd!\0", 7));
+}
+
+TEST_F(Process, CloseLeavesTheProcessRunning) {
+    EXPECT_FALSE(isLaunchDone());
+    const auto info = startProbe({reportTo("tool"), "sleep=30000"}, true);
+    EXPECT_EQ(info->result, 0);
+    EXPECT_EQ(info->processId, readReport("tool").pid);
+    closeProcess(info);
+    EXPECT_TRUE(isRunning(info->processId));
+    EXPECT_EQ(info->terminationThread, nullptr);
+    EXPECT_EQ(info->terminationPipe, nullptr);
+    EXPECT_EQ(info->outputThread, nullptr);
+    EXPECT_EQ(info->winProcInfo.hProcess, nullptr);
+    ::CloseHandle(info->ghJob);
+    EXPECT_TRUE(waitUntil([&] { return !isRunning(info->processId); }));
+}
+
+TEST_F(Process, FailedCreationIsSeenAndCanBeClosed) {
+    const auto info =
+        startProcess(windowsPath(folder / "none.exe"), {}, -1, true, false, "n", true, false, true);
+    EXPECT_EQ(info->result, 1);
+    EXPECT_TRUE(isLaunchDone());
+    EXPECT_TRUE(isLaunchFailed());
+    EXPECT_EQ(info->terminationPipe == nullptr, false);
+    closeProcess(info);
+    EXPECT_EQ(info->terminationPipe, nullptr);
+}
+
+TEST(StartupCommand, AppendsOptionsUnderTheirConditions) {
+    ::_putenv_s("ZQ_INSTALL_ROOT", "R");
+    struct Case {
+        std::string tool, version;
+        bool request, suppress;
+        std::string path, executable;
+        std::vector<std::string> arguments;
+    };
+    for (const Case &each :
+         {Case{"zqPrelude", "7.2", false, false, "", "7.2", {"-t", "zqPrelude"}},
+          Case{"zqPrelude", "", true, true, "", "current", {"-t", "zqPrelude"}},
+          Case{"zqStage2",
+               "current",
+               true,
+               false,
+               "D:\\x y",
+               "current",
+               {"-t", "zqStage", "-u", "1000", "-b", "\"D:\\x y\"", "-a", "\"-n 1\""}}}) {
+        const StartupCommand command =
+            buildStartupCommand(each.tool, each.version, each.request, each.suppress, each.path);
+        EXPECT_EQ(command.executablePath,
+                  "R\\tools\\" + each.executable + "\\zqLauncher\\zqLauncher.exe");
+        EXPECT_EQ(command.arguments, each.arguments);
+    }
+}
+
+// zqPrelude is started by a second launcher and reports from there.
+TEST_F(Process, StartupToolRunsAheadOfMainToolsWithUser) {
+    tree.addLauncher("7.2");
+    tree.addTool("7.2", "zqPrelude");
+    tree.addTool("7.2", "zqOther");
+    writeFile(tree.root() / "tools" / "7.2" / "zqPrelude" / "zqPrelude.todo",
+              reportTo("prelude") + " sleep=20");
+    struct Case {
+        std::vector<std::string> options;
+        bool runs;
+    };
+    const std::vector<Case> cases{
+        {{"-t", "zqStage", "-u", "5"}, true},       {{"-t", "zqStage", "-u", "0"}, true},
+        {{"-s", "-t", "zqStage", "-u", "0"}, true}, {{"-t", "zqStage", "-u", "5", "-n"}, false},
+        {{"-t", "zqStage", "-u", "-1"}, false},     {{"-t", "zqStage"}, false},
+        {{"-t", "zqOther", "-u", "0"}, false}};
+    for (const Case &each : cases) {
+        std::filesystem::remove(folder / "prelude");
+        LauncherStart launch = start(each.options);
+        launch.arguments.insert(launch.arguments.end(), {"-a", "sleep=2000 exit=6"});
+        launch.input = "exit 6\n";
+        LauncherRun run(folder, launch);
+        EXPECT_EQ(run.wait(), 6u);
+        SCOPED_TRACE(testing::PrintToString(each.options));
+        if (each.runs) {
+            const ProbeReport prelude = readReport("prelude");
+            EXPECT_EQ(prelude.arguments.size(), 1u);
+            const std::string &path = prelude.environment.at("PATH");
+            const std::string launchers = root + "\\tools\\current\\zqLauncher\\;";
+            EXPECT_NE(path.find(launchers), path.rfind(launchers)); // once for each launcher
+        } else {
+            EXPECT_FALSE(std::filesystem::exists(folder / "prelude"));
+        }
+    }
+}
+
+} // namespace

@@ -1,0 +1,129 @@
+#include "support/host.h"
+#include "support/installation_tree.h"
+
+#include <cstdlib>
+#include <stdexcept>
+#include <windows.h>
+
+namespace testing_support {
+namespace {
+
+// As the C runtime splits it again: backslashes count only before a quote.
+std::string quoted(const std::string &argument) {
+    std::string result = "\"";
+    std::size_t backslashes = 0;
+    for (const char each : argument) {
+        if (each == '"')
+            result.append(backslashes + 1, '\\');
+        backslashes = each == '\\' ? backslashes + 1 : 0;
+        result += each;
+    }
+    return result.append(backslashes, '\\') + "\"";
+}
+
+} // namespace
+
+HostProcess::HostProcess(const std::filesystem::path &program,
+                         const std::vector<std::string> &arguments, const std::string &streams) {
+    std::string line = quoted(program.string());
+    for (const std::string &argument : arguments)
+        line.append(" ").append(quoted(argument));
+
+    // Only the three files are inherited: the caller's own streams may be pipes of a test runner.
+    for (const DWORD own : {STD_INPUT_HANDLE, STD_OUTPUT_HANDLE, STD_ERROR_HANDLE})
+        ::SetHandleInformation(::GetStdHandle(own), HANDLE_FLAG_INHERIT, 0);
+    SECURITY_ATTRIBUTES inheritable{sizeof inheritable, nullptr, TRUE};
+    const auto open = [&](const std::string &file, DWORD access) {
+        return ::CreateFileA(file.c_str(), access, FILE_SHARE_READ | FILE_SHARE_WRITE, &inheritable,
+                             OPEN_ALWAYS, 0, nullptr);
+    };
+    STARTUPINFOA startup{};
+    startup.cb = sizeof startup;
+    startup.dwFlags = STARTF_USESTDHANDLES;
+    startup.hStdInput = open(streams + ".in", GENERIC_READ);
+    startup.hStdOutput = open(streams + ".out", FILE_APPEND_DATA);
+    startup.hStdError = open(streams + ".err", FILE_APPEND_DATA);
+    PROCESS_INFORMATION information{};
+    const BOOL created = ::CreateProcessA(nullptr, line.data(), nullptr, nullptr, TRUE, 0, nullptr,
+                                          nullptr, &startup, &information);
+    for (HANDLE handle : {startup.hStdInput, startup.hStdOutput, startup.hStdError})
+        ::CloseHandle(handle);
+    if (!created)
+        throw std::runtime_error("can't start " + line);
+    ::CloseHandle(information.hThread);
+    processHandle = information.hProcess;
+    processId = information.dwProcessId;
+}
+
+HostProcess::~HostProcess() {
+    ::CloseHandle(processHandle);
+}
+
+std::optional<std::uint32_t> HostProcess::wait(std::chrono::milliseconds limit) {
+    DWORD code = 0;
+    if (::WaitForSingleObject(processHandle, static_cast<DWORD>(limit.count())) == WAIT_OBJECT_0 &&
+        ::GetExitCodeProcess(processHandle, &code))
+        exitCode = code;
+    return exitCode;
+}
+
+bool isRunning(std::uint32_t pid) {
+    const HANDLE process = ::OpenProcess(SYNCHRONIZE, FALSE, pid);
+    const bool running = process && ::WaitForSingleObject(process, 0) == WAIT_TIMEOUT;
+    ::CloseHandle(process);
+    return running;
+}
+
+void endProcess(std::uint32_t pid) {
+    const HANDLE process = ::OpenProcess(PROCESS_TERMINATE, FALSE, pid);
+    ::TerminateProcess(process, 137);
+    ::CloseHandle(process);
+}
+
+void runShell(const std::string &line) {
+    // Wine gives no handle to a Linux program, so the line leaves a file when it is through.
+    static int count = 0;
+    const std::string done =
+        "/tmp/shell_" + std::to_string(::GetCurrentProcessId()) + "_" + std::to_string(++count);
+    std::string command = "Z:\\bin\\sh -c " + quoted(line + " && : > " + done);
+    STARTUPINFOA startup{};
+    startup.cb = sizeof startup;
+    PROCESS_INFORMATION information{};
+    ::CreateProcessA(nullptr, command.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr,
+                     &startup, &information);
+    std::error_code error;
+    if (!waitUntil([&] { return std::filesystem::remove(hostPath(done), error); }))
+        throw std::runtime_error("failed: " + line);
+}
+
+std::string ownCommandLine() {
+    return ::GetCommandLineA();
+}
+
+std::string ownUser() {
+    return std::getenv("USERNAME");
+}
+
+const char *const *ownEnvironment() {
+    return _environ;
+}
+
+const bool onWindows = true;
+
+std::uint32_t visibleExitCode(std::uint32_t code) {
+    return code;
+}
+
+std::string consoleUserName() {
+    return ownUser();
+}
+
+std::string consoleUserId() {
+    return ownUser();
+}
+
+void hideFolder(const std::filesystem::path &path) {
+    ::SetFileAttributesW(path.c_str(), FILE_ATTRIBUTE_HIDDEN);
+}
+
+} // namespace testing_support
