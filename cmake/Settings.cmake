@@ -8,7 +8,7 @@ if(MSVC)
   target_compile_definitions(launcher_settings INTERFACE
     _CRT_SECURE_NO_WARNINGS _SILENCE_CXX20_OLD_SHARED_PTR_ATOMIC_SUPPORT_DEPRECATION_WARNING)
 else()
-  # Two builds of one commit are to be the same, wherever they are made.
+  # With SOURCE_DATE_EPOCH set, two builds of one commit are the same, wherever they are made.
   add_compile_options(-ffile-prefix-map=${PROJECT_SOURCE_DIR}=.)
   target_compile_options(
     launcher_settings INTERFACE -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Werror

@@ -76,7 +76,8 @@ TEST_F(LaunchTest, FrameworkVersionComesFromOptionThenQtInfoThenCurrent) {
                "\xEF\xBB\xBF"
                "5.15.2",
                ""},
-          Case{"", longLine, ""}, Case{"", std::string("\1\0\xFF", 3), ""}}) {
+          Case{"", longLine, ""}, Case{"", "\1\xFF", ""},
+          Case{"", std::string("5.15.2\0x", 8), "5.15.2"}}) {
         SCOPED_TRACE(each.option + "|" + each.qtInfo.substr(0, 20));
         tree.writeQtInfo("7.2", "zqStage", each.qtInfo);
         LauncherRun run(folder, start({"-t", "zqStage", "-f", each.option, "-a",
@@ -149,10 +150,10 @@ TEST_F(LaunchTest, FailureIsOneLineOnItsStreamAndStatusOne) {
         expectText(run.errors(), each.errors);
     }
     // The wide line keeps its place among the narrow ones.
-    LauncherRun run(folder, start({"-t", "zqText", "-a", "x y"}));
+    LauncherRun run(folder, start({"-t", "zqText", "-a", "x \xE4y"}));
     run.wait();
     EXPECT_THAT(run.output(), testing::EndsWith("\ncommand: " + root +
-                                                "\\tools\\current\\zqText\\zqText.exe  x y\n"));
+                                                "\\tools\\current\\zqText\\zqText.exe  x ?y\n"));
 }
 
 TEST_F(LaunchTest, RootComesFromOptionVariableExecutableOrDefault) {

@@ -62,14 +62,16 @@ TEST_F(Process, CloseLeavesTheProcessRunning) {
 }
 
 TEST_F(Process, FailedCreationIsSeenAndCanBeClosed) {
-    const auto info =
-        startProcess(windowsPath(folder / "none.exe"), {}, -1, true, false, "n", true, false, true);
-    EXPECT_EQ(info->result, 1);
-    EXPECT_TRUE(isLaunchDone());
-    EXPECT_TRUE(isLaunchFailed());
-    EXPECT_EQ(info->terminationPipe == nullptr, false);
-    closeProcess(info);
-    EXPECT_EQ(info->terminationPipe, nullptr);
+    for (const bool redirectOutput : {true, false, false, false, false}) {
+        const auto info = startProcess(windowsPath(folder / "none.exe"), {}, -1, redirectOutput,
+                                       false, "n", true, false, true);
+        EXPECT_EQ(info->result, 1);
+        EXPECT_TRUE(isLaunchDone());
+        EXPECT_TRUE(isLaunchFailed());
+        EXPECT_NE(info->terminationPipe, nullptr);
+        closeProcess(info);
+        EXPECT_EQ(info->terminationPipe, nullptr);
+    }
 }
 
 TEST(StartupCommand, AppendsOptionsUnderTheirConditions) {

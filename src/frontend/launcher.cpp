@@ -100,16 +100,17 @@ std::int32_t runMode(LaunchOptions options) {
 std::int32_t runLauncher(const std::string &name, const std::string &version, std::int32_t argc,
                          const char *const *argv) {
     ApplicationFrame frame(name, version, argc, argv);
+    std::optional<Options> options; // registered with the frame's parser, so it lives as long
     LaunchOptions values;
     try {
-        const Options options(frame.cmdLine);
+        options.emplace(frame.cmdLine);
         if (frame.parseCommandLine() == ParseVersionPrinted) {
             return 0;
         }
-        establishInstallRoot(options.installRoot.isSet()
-                                 ? std::optional(options.installRoot.getValue())
+        establishInstallRoot(options->installRoot.isSet()
+                                 ? std::optional(options->installRoot.getValue())
                                  : std::nullopt);
-        values = copyValues(options);
+        values = copyValues(*options);
     } catch (const TCLAP::ArgException &exception) {
         std::cerr << "error: " << exception.error() << " for arg " << exception.argId()
                   << std::endl;

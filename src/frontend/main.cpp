@@ -2,6 +2,7 @@
 #include "frontend/launcher.h"
 #include "service/service_host.h"
 
+#include <cstdlib>
 #include <iostream>
 
 int main(int argc, char *argv[]) {
@@ -15,7 +16,11 @@ int main(int argc, char *argv[]) {
     context.name = prefixedName("Launcher");
     context.version = LAUNCHER_VERSION;
     if (runAsService(context)) {
-        return static_cast<int>(context.exitCode.load());
+        const int status = static_cast<int>(context.exitCode.load());
+        if (!context.done) {
+            std::_Exit(status); // the worker still uses this frame and all statics
+        }
+        return status;
     }
     return runLauncher(context.name, context.version, argc, argv);
 }

@@ -112,8 +112,9 @@ std::string readQtInfo(const std::string &directory) {
     }
     const ScopeGuard closeFile([file] { std::fclose(file); });
     std::string line;
-    for (int character = std::getc(file); character != EOF && character != '\n';
-         character = std::getc(file)) {
+    // A zero byte ends the text too, as it would end every path and variable made of it.
+    for (int character = std::getc(file);
+         character != EOF && character != '\n' && character != '\0'; character = std::getc(file)) {
         line.push_back(static_cast<char>(character));
     }
     return line;

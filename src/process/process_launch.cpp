@@ -5,6 +5,7 @@
 #include "process/output_forwarding.h"
 #include "process/termination_pipe.h"
 
+#include <algorithm>
 #include <iostream>
 
 namespace ProcessHandling {
@@ -168,13 +169,20 @@ std::string systemText(DWORD code) {
     return text;
 }
 
+// The wide stream would refuse a whole line for one character beyond ASCII.
+std::wstring printable(const std::basic_string<WCHAR> &text) {
+    std::wstring result(text.begin(), text.end());
+    std::replace_if(
+        result.begin(), result.end(), [](wchar_t unit) { return unit > 0x7F; }, wchar_t('?'));
+    return result;
+}
+
 void reportFailedCreation(DWORD error, const std::basic_string<WCHAR> &commandLine) {
     std::cout << "CreateProcessAsUser Error " << error << std::endl;
     const std::string text = error != ERROR_SUCCESS ? systemText(error) : "";
     if (!text.empty()) {
         std::cout << "ERROR MESSAGE: " << text << std::endl;
-        std::wcout << "command: " << std::wstring(commandLine.begin(), commandLine.end())
-                   << std::endl;
+        std::wcout << "command: " << printable(commandLine) << std::endl;
     }
 }
 

@@ -7,6 +7,7 @@ namespace ProcessHandling {
 namespace {
 
 constexpr DWORD waitPauseMs = 1000;
+constexpr DWORD pipePollPauseMs = 1;
 
 void joinAndRelease(std::thread *&thread) {
     if (thread != nullptr) {
@@ -14,6 +15,16 @@ void joinAndRelease(std::thread *&thread) {
         delete thread;
         thread = nullptr;
     }
+}
+
+// Opens the pipe's name as a client would, which ends the wait for one; nothing is deleted. The
+// pipe must be there first: after a failed creation nobody has waited for it yet.
+void releasePipe(TerminationPipe &pipe) {
+    while (!pipe.pipeReady) {
+        ::Sleep(pipePollPauseMs);
+    }
+    ::DeleteFileW(widen(pipe.pipeName).c_str());
+    pipe.stopRequested.exchange(true);
 }
 
 void closeAndClear(HANDLE &handle) {
@@ -42,9 +53,7 @@ void closeProcess(std::shared_ptr<ProcessInfo> info) {
     info->finished = true;
     joinAndRelease(info->outputThread);
     if (info->terminationPipe != nullptr) {
-        // Opens the name as a client would, which ends the thread's wait for one.
-        ::DeleteFileW(widen(info->terminationPipe->pipeName).c_str());
-        info->terminationPipe->stopRequested.exchange(true);
+        releasePipe(*info->terminationPipe);
     }
     // The thread reads the pipe's flags until it ends, so the pipe goes after the join.
     joinAndRelease(info->terminationThread);

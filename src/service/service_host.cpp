@@ -18,19 +18,14 @@ ServiceContext *g_ServiceContext = nullptr;
 SERVICE_STATUS_HANDLE g_ServiceStatusHandle = nullptr;
 HANDLE g_ServiceStopEvent = INVALID_HANDLE_VALUE;
 
-// The one status record. ServiceMain writes it until its state is running and again when it has
-// taken the state away from running; the handler writes it only if it has done that first. So the
-// state alone is touched by both at a time, and is reached through serviceState.
-SERVICE_STATUS g_ServiceStatus = {SERVICE_WIN32_OWN_PROCESS, 0, 0, 0, 0, 0, 0};
-
-std::atomic_ref<DWORD> serviceState() {
-    return std::atomic_ref<DWORD>(g_ServiceStatus.dwCurrentState);
-}
+// The state of the latest report, the only part of it that two threads share. The manager's thread
+// reports only if it has taken the state away from running first.
+std::atomic<DWORD> g_ServiceState = 0;
 
 // Takes the state from running to the given one; false if it has left running already.
 bool leaveRunning(DWORD state) {
-    DWORD running = SERVICE_RUNNING;
-    return serviceState().compare_exchange_strong(running, state);
+    DWORD expected = SERVICE_RUNNING;
+    return g_ServiceState.compare_exchange_strong(expected, state);
 }
 
 struct Report {
@@ -49,14 +44,14 @@ void debugMessage(const std::string &routine, const std::string &text) {
     ::OutputDebugStringW(widen(serviceName + (": " + routine) + ": " + text).c_str());
 }
 
-// The manager gets a copy: as soon as the state is running, the handler may change the record.
 void makeReport(const Report &report, const std::string &routine) {
-    g_ServiceStatus.dwControlsAccepted = report.controlsAccepted;
-    g_ServiceStatus.dwWin32ExitCode = g_ServiceContext->exitCode;
-    g_ServiceStatus.dwCheckPoint = report.checkPoint;
-    SERVICE_STATUS status = g_ServiceStatus;
+    SERVICE_STATUS status = {};
+    status.dwServiceType = SERVICE_WIN32_OWN_PROCESS;
     status.dwCurrentState = report.state;
-    serviceState() = report.state;
+    status.dwControlsAccepted = report.controlsAccepted;
+    status.dwWin32ExitCode = g_ServiceContext->exitCode;
+    status.dwCheckPoint = report.checkPoint;
+    g_ServiceState = report.state;
     if (::SetServiceStatus(g_ServiceStatusHandle, &status) == 0) {
         debugMessage(routine, "SetServiceStatus returned error");
     }

@@ -7,7 +7,7 @@
 // The launcher under the service control manager. A run of the launcher is the same there as on a
 // console; what stands here lies around it. Reports go to the debug channel only.
 
-// The record through which the service's threads meet. It outlives all of them.
+// The record through which the service's threads meet. It must outlive all of them.
 struct ServiceContext {
     std::int32_t argc = 0;
     const char *const *argv = nullptr;
