@@ -24,6 +24,8 @@ set(LAUNCHER_SANITIZER "" CACHE STRING "address (with undefined behaviour), thre
 if(LAUNCHER_SANITIZER MATCHES "address|fuzzer")
   add_compile_options(-fsanitize=address,undefined -fno-sanitize-recover=all
                       -fno-omit-frame-pointer)
+  # GCC takes some of the instrumented standard library for uses of uninitialised values.
+  add_compile_options($<$<CXX_COMPILER_ID:GNU>:-Wno-maybe-uninitialized>)
   add_link_options(-fsanitize=address,undefined)
   if(LAUNCHER_SANITIZER STREQUAL "fuzzer")
     add_compile_options(-fsanitize=fuzzer-no-link)

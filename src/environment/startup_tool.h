@@ -18,7 +18,7 @@ StartupCommand buildStartupCommand(const std::string &toolName, const std::strin
                                    const std::string &toolPath);
 
 // Starts the start-up tool in the user's session if the tool being launched is one of the main
-// tools, --user was given and --nostartup was not. Neither its start nor its end is waited for or
-// looked at: nothing that goes wrong here changes the launch.
+// tools, --user was given and --nostartup was not. Waits until there is a user at the console, but
+// neither for the tool nor for its end: nothing that goes wrong here changes the launch.
 void runStartupTool(const std::string &toolName, const std::string &version, bool noStartup,
                     std::int32_t userId);

@@ -16,11 +16,11 @@ int main(int argc, char *argv[]) {
     context.name = prefixedName("Launcher");
     context.version = LAUNCHER_VERSION;
     if (runAsService(context)) {
-        const int status = static_cast<int>(context.exitCode.load());
         if (!context.done) {
-            std::_Exit(status); // the worker still uses this frame and all statics
+            // The worker still uses this frame and all statics.
+            std::_Exit(static_cast<int>(context.exitCode.load()));
         }
-        return status;
+        return static_cast<int>(context.exitCode.load());
     }
     return runLauncher(context.name, context.version, argc, argv);
 }

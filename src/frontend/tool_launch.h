@@ -7,7 +7,7 @@
 
 // Finds the tool and its framework, prepares the environment, starts the tool or a shell and waits
 // for its end. Settles options.frameworkVersion on the way. Gives the run's exit status: the tool's
-// exit code, or 1 after a failure, which was told in one line.
+// exit code, or 1 after a failure, which was told on the standard streams.
 std::int32_t launchTool(LaunchOptions &options);
 
 // The first line of the file .qtinfo in the tool's directory, which names its framework version;

@@ -63,7 +63,7 @@ bool isExecutableName(const std::string &path) {
 bool hasReparseAttribute(const std::string &path) {
     // A missing path gives all bits set, and so counts as a link: that is how a missing `current`
     // goes on to be told from one that is no link.
-    return (::GetFileAttributesW(widen(path).c_str()) >> 10 & 1) != 0;
+    return (::GetFileAttributesW(widen(path).c_str()) & FILE_ATTRIBUTE_REPARSE_POINT) != 0;
 }
 
 std::string resolveFinalPath(const std::string &path) {

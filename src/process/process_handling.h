@@ -66,7 +66,8 @@ std::shared_ptr<ProcessInfo> startProcess(const std::string &command,
 bool waitForProcess(std::shared_ptr<ProcessInfo> info);
 
 // Ends the threads of any record of startProcess and closes its process handles. It ends no
-// process: one that runs goes on until its own end or the launcher's. Takes up to two seconds.
+// process: one that runs goes on until its own end or the launcher's. Takes up to about a second,
+// longer while nobody reads the launcher's output.
 void closeProcess(std::shared_ptr<ProcessInfo> info);
 
 // How far the latest startProcess has come; false as long as there was none. Safe on any thread.

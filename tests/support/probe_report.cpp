@@ -26,9 +26,13 @@ void writeProbeReport(const std::filesystem::path &path,
 }
 
 ProbeReport readProbeReport(const std::filesystem::path &path) {
-    if (!waitUntil([&] { return std::filesystem::exists(path); }))
+    std::ifstream file;
+    const auto opened = [&] { // not if it only exists: a file that is being renamed may be shut
+        file.open(path, std::ios::binary);
+        return file.is_open();
+    };
+    if (!waitUntil(opened))
         throw std::runtime_error("no report " + path.string());
-    std::ifstream file(path, std::ios::binary);
     std::string text;
     const auto next = [&] {
         std::getline(file, text, '\0');

@@ -10,7 +10,7 @@
 namespace {
 
 // What Windows takes for a size of 0; the host's default holds sixteen times as much.
-constexpr DWORD kDefaultPipeSize = 4096;
+constexpr DWORD defaultPipeSize = 4096;
 
 class ReadEnd final : public host::Stream {
 public:
@@ -64,7 +64,7 @@ BOOL CreatePipe(HANDLE *readEnd, HANDLE *writeEnd, LPSECURITY_ATTRIBUTES attribu
     int ends[2];
     if (::pipe2(ends, O_CLOEXEC) != 0)
         return host::outcome(host::lastErrorOf(errno));
-    ::fcntl(ends[1], F_SETPIPE_SZ, size == 0 ? kDefaultPipeSize : size);
+    ::fcntl(ends[1], F_SETPIPE_SZ, size == 0 ? defaultPipeSize : size);
     const bool inheritable = attributes && attributes->bInheritHandle;
     *readEnd = host::insert(std::make_shared<ReadEnd>(ends[0]), inheritable);
     *writeEnd = host::insert(std::make_shared<WriteEnd>(ends[1]), inheritable);

@@ -15,7 +15,7 @@
 
 namespace {
 
-constexpr std::string_view kBlanks = " \t";
+constexpr std::string_view blanks = " \t";
 
 struct Interpreter {
     int exitCode = 0;
@@ -29,7 +29,7 @@ struct Command {
 };
 
 std::string trimmed(std::string text) {
-    text.erase(0, std::min(text.find_first_not_of(kBlanks), text.size()));
+    text.erase(0, std::min(text.find_first_not_of(blanks), text.size()));
     text.erase(text.find_last_not_of(" \t\r") + 1);
     return text;
 }
@@ -41,7 +41,7 @@ std::string lowerCased(std::string text) {
 }
 
 Command splitCommand(const std::string &line) {
-    std::size_t end = line.find_first_of(kBlanks);
+    std::size_t end = line.find_first_of(blanks);
     if (line[0] == '"')
         end = line.find('"', 1);
     if (end == line.npos)

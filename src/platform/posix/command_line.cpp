@@ -9,10 +9,10 @@
 
 namespace {
 
-constexpr std::string_view kBlanks = " \t";
+constexpr std::string_view blanks = " \t";
 
 void skipBlanks(std::string_view &text) {
-    text.remove_prefix(std::min(text.find_first_not_of(kBlanks), text.size()));
+    text.remove_prefix(std::min(text.find_first_not_of(blanks), text.size()));
 }
 
 // The program's name knows quotes, but no backslash that escapes one.
@@ -20,7 +20,7 @@ std::string takeProgram(std::string_view &text) {
     std::string program;
     bool quoted = false;
     std::size_t at = 0;
-    for (; at < text.size() && (quoted || kBlanks.find(text[at]) == text.npos); ++at) {
+    for (; at < text.size() && (quoted || blanks.find(text[at]) == text.npos); ++at) {
         if (text[at] == '"')
             quoted = !quoted;
         else
@@ -35,7 +35,7 @@ std::string takeArgument(std::string_view &text) {
     std::string argument;
     bool quoted = false;
     std::size_t at = 0;
-    while (at < text.size() && (quoted || kBlanks.find(text[at]) == text.npos)) {
+    while (at < text.size() && (quoted || blanks.find(text[at]) == text.npos)) {
         const std::size_t after = std::min(text.find_first_not_of('\\', at), text.size());
         const std::size_t backslashes = after - at;
         if (text.substr(after, 1) != "\"") {
@@ -104,13 +104,13 @@ DWORD host::findProgram(std::string &commandLine, std::string &program) {
         return found->isDirectory ? ERROR_ACCESS_DENIED : ERROR_SUCCESS;
     }
     for (std::size_t cut = 0; cut < line.size();) {
-        cut = std::min(line.find_first_of(kBlanks, cut + 1), line.size());
+        cut = std::min(line.find_first_of(blanks, cut + 1), line.size());
         const std::string name(line.substr(0, cut));
         const auto found = findCandidate(name);
         if (found && !found->isDirectory) {
             program = found->path;
             // Found behind a blank, the name gets quotes, so that it stays one argument.
-            if (name.find_first_of(kBlanks) != name.npos)
+            if (name.find_first_of(blanks) != name.npos)
                 commandLine = '"' + name + '"' + std::string(line.substr(cut));
             return ERROR_SUCCESS;
         }

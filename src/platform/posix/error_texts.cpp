@@ -12,7 +12,7 @@ struct ErrorText {
     std::u16string_view text;
 };
 
-constexpr ErrorText kTexts[] = {
+constexpr ErrorText texts[] = {
     {ERROR_SUCCESS, u"The operation completed successfully."},
     {ERROR_FILE_NOT_FOUND, u"The system cannot find the file specified."},
     {ERROR_PATH_NOT_FOUND, u"The system cannot find the path specified."},
@@ -47,7 +47,7 @@ constexpr ErrorText kTexts[] = {
     {ERROR_INVALID_THREAD_ID, u"Invalid thread identifier."},
 };
 
-constexpr std::u16string_view kLineEnd = u"\r\n";
+constexpr std::u16string_view lineEnd = u"\r\n";
 
 } // namespace
 
@@ -56,22 +56,22 @@ DWORD FormatMessageW(DWORD flags, LPCVOID source, DWORD message, DWORD, LPWSTR b
     if (host::fails("FormatMessageW"))
         return 0;
     const auto *found =
-        std::find_if(std::begin(kTexts), std::end(kTexts),
+        std::find_if(std::begin(texts), std::end(texts),
                      [message](const ErrorText &text) { return text.error == message; });
     DWORD error = ERROR_SUCCESS;
     if (flags != (FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_IGNORE_INSERTS |
                   FORMAT_MESSAGE_FROM_SYSTEM) ||
         source || arguments)
         error = ERROR_NOT_SUPPORTED;
-    else if (found == std::end(kTexts))
+    else if (found == std::end(texts))
         error = ERROR_MR_MID_NOT_FOUND;
     if (error != ERROR_SUCCESS) {
         SetLastError(error);
         return 0;
     }
-    const std::size_t length = found->text.size() + kLineEnd.size();
+    const std::size_t length = found->text.size() + lineEnd.size();
     auto *text = static_cast<LPWSTR>(std::calloc(length + 1, sizeof(WCHAR)));
-    std::copy(kLineEnd.begin(), kLineEnd.end(),
+    std::copy(lineEnd.begin(), lineEnd.end(),
               std::copy(found->text.begin(), found->text.end(), text));
     // With an allocated buffer, the parameter is the place of the pointer to it.
     *reinterpret_cast<LPWSTR *>(buffer) = text;

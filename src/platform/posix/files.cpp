@@ -16,7 +16,7 @@
 namespace {
 
 // The bits that Samba keeps in the attribute and that the host has nothing of its own for.
-constexpr DWORD kKeptAttributes = 0x27;
+constexpr DWORD keptAttributeBits = 0x27;
 
 class File final : public host::Stream {
 public:
@@ -51,7 +51,7 @@ DWORD keptAttributes(const std::string &path) {
     char text[16] = {};
     if (::lgetxattr(path.c_str(), "user.DOSATTRIB", text, sizeof text - 1) <= 0)
         return 0;
-    return static_cast<DWORD>(std::strtoul(text, nullptr, 0)) & kKeptAttributes;
+    return static_cast<DWORD>(std::strtoul(text, nullptr, 0)) & keptAttributeBits;
 }
 
 DWORD linkAttributes(const std::string &path) {

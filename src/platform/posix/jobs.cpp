@@ -17,9 +17,9 @@
 
 namespace {
 
-constexpr DWORD kServedLimits =
+constexpr DWORD servedLimits =
     JOB_OBJECT_LIMIT_KILL_ON_JOB_CLOSE | JOB_OBJECT_LIMIT_SILENT_BREAKAWAY_OK;
-constexpr std::size_t kMostMembers = 16;
+constexpr std::size_t mostMembers = 16;
 
 // One message's room for a descriptor.
 union Control {
@@ -69,10 +69,10 @@ int receiveDescriptor(int socket) {
     ::dup2(socket, STDIN_FILENO);
     ::close_range(STDIN_FILENO + 1, ~0U, 0);
 
-    int members[kMostMembers];
+    int members[mostMembers];
     std::size_t count = 0;
     for (int member; (member = receiveDescriptor(STDIN_FILENO)) >= 0;) {
-        const char taken = count < kMostMembers ? 1 : 0;
+        const char taken = count < mostMembers ? 1 : 0;
         if (taken)
             members[count++] = member;
         ::send(STDIN_FILENO, &taken, 1, MSG_NOSIGNAL);
@@ -159,7 +159,7 @@ BOOL SetInformationJobObject(HANDLE job, JOBOBJECTINFOCLASS informationClass, LP
     if (informationClass != JobObjectExtendedLimitInformation)
         return host::outcome(ERROR_NOT_SUPPORTED);
     const auto *limits = static_cast<const JOBOBJECT_EXTENDED_LIMIT_INFORMATION *>(information);
-    if (size != sizeof *limits || limits->BasicLimitInformation.LimitFlags != kServedLimits)
+    if (size != sizeof *limits || limits->BasicLimitInformation.LimitFlags != servedLimits)
         return host::outcome(ERROR_INVALID_PARAMETER);
     found->killOnClose();
     return TRUE;

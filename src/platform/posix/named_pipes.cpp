@@ -18,9 +18,9 @@
 
 namespace {
 
-constexpr std::string_view kPrefix = "\\\\.\\pipe\\";
+constexpr std::string_view prefix = "\\\\.\\pipe\\";
 // Can't stand in a pipe's name, so no pipe is mistaken for another's marker.
-constexpr std::string_view kMarkerSuffix = "?";
+constexpr std::string_view markerSuffix = "?";
 
 std::string lowerCased(LPCWSTR path) {
     std::string text = host::toUtf8(path);
@@ -31,7 +31,7 @@ std::string lowerCased(LPCWSTR path) {
 
 std::string socketName(LPCWSTR path) {
     return '\0' + ("zqhost." + std::to_string(::geteuid())) + '.' +
-           lowerCased(path).substr(kPrefix.size());
+           lowerCased(path).substr(prefix.size());
 }
 
 template <class Call> int withAddress(const Call &call, int socket, const std::string &name) {
@@ -52,7 +52,7 @@ host::Descriptor makeSocket(int type) {
 
 bool hasMarker(const std::string &name) {
     const host::Descriptor probe = makeSocket(SOCK_DGRAM);
-    return withAddress(::connect, probe.get(), name + std::string(kMarkerSuffix)) == 0;
+    return withAddress(::connect, probe.get(), name + std::string(markerSuffix)) == 0;
 }
 
 bool hasGone(int socket) {
@@ -93,7 +93,7 @@ private:
 
 DWORD Instance::create() {
     m_marker = makeSocket(SOCK_DGRAM);
-    if (withAddress(::bind, m_marker.get(), m_name + std::string(kMarkerSuffix)) != 0)
+    if (withAddress(::bind, m_marker.get(), m_name + std::string(markerSuffix)) != 0)
         return errno == EADDRINUSE ? ERROR_PIPE_BUSY : host::lastErrorOf(errno);
     return listen();
 }
@@ -173,7 +173,7 @@ DWORD connectClient(LPCWSTR path, host::Descriptor &client) {
 
 bool host::isPipePath(LPCWSTR path) {
     const std::string text = lowerCased(path);
-    return text.size() > kPrefix.size() && text.compare(0, kPrefix.size(), kPrefix) == 0;
+    return text.size() > prefix.size() && text.compare(0, prefix.size(), prefix) == 0;
 }
 
 DWORD host::openPipe(LPCWSTR path, std::shared_ptr<Object> &client) {

@@ -22,10 +22,10 @@
 
 namespace {
 
-constexpr DWORD kKnownFlags = CREATE_SUSPENDED | CREATE_NEW_CONSOLE | CREATE_UNICODE_ENVIRONMENT |
-                              CREATE_BREAKAWAY_FROM_JOB | CREATE_NO_WINDOW;
-constexpr std::size_t kLongestCommandLine = 32767;
-constexpr std::string_view kCommandLineEntry = "ZQHOST_COMMAND_LINE=";
+constexpr DWORD knownFlags = CREATE_SUSPENDED | CREATE_NEW_CONSOLE | CREATE_UNICODE_ENVIRONMENT |
+                             CREATE_BREAKAWAY_FROM_JOB | CREATE_NO_WINDOW;
+constexpr std::size_t longestCommandLine = 32767;
+constexpr std::string_view commandLineEntry = "ZQHOST_COMMAND_LINE=";
 
 // The first thread of a child. It stays suspended for as long as its creator traces it.
 class InitialThread final : public host::Object {
@@ -66,7 +66,7 @@ DWORD InitialThread::resume() {
 
 bool isForChildren(const std::string &entry) {
     constexpr std::string_view own[] = {
-        "ZQHOST_SERVICE_MANAGER=", "ZQHOST_FAIL=", "ZQHOST_CALL_LOG=", kCommandLineEntry};
+        "ZQHOST_SERVICE_MANAGER=", "ZQHOST_FAIL=", "ZQHOST_CALL_LOG=", commandLineEntry};
     for (const std::string_view start : own)
         if (entry.compare(0, start.size(), start) == 0)
             return false;
@@ -76,7 +76,7 @@ bool isForChildren(const std::string &entry) {
 std::vector<std::string> childEnvironment(LPVOID block, const std::string &commandLine) {
     auto entries = block ? *static_cast<host::EnvironmentBlock *>(block) : host::allVariables();
     std::erase_if(entries, [](const std::string &entry) { return !isForChildren(entry); });
-    entries.push_back(std::string(kCommandLineEntry) + commandLine);
+    entries.push_back(std::string(commandLineEntry) + commandLine);
     return entries;
 }
 
@@ -103,7 +103,7 @@ void planStandardStreams(Plan &plan, const STARTUPINFOW &startup) {
 
 DWORD makePlan(Plan &plan, LPCWSTR commandLine, BOOL inheritHandles, LPVOID environment,
                const STARTUPINFOW &startup) {
-    if (std::u16string_view(commandLine).size() >= kLongestCommandLine)
+    if (std::u16string_view(commandLine).size() >= longestCommandLine)
         return ERROR_FILENAME_EXCED_RANGE;
     std::string text = host::toUtf8(commandLine);
     if (const DWORD error = host::findProgram(text, plan.program))
@@ -227,7 +227,7 @@ DWORD startHeld(const Plan &plan, std::shared_ptr<host::Process> &process) {
 BOOL start(Plan plan, LPCWSTR application, LPWSTR commandLine, BOOL inheritHandles, DWORD flags,
            LPVOID environment, LPCWSTR currentDirectory, const STARTUPINFOW &startup,
            PROCESS_INFORMATION &information) {
-    if (application || currentDirectory || !commandLine || (flags & ~kKnownFlags) != 0)
+    if (application || currentDirectory || !commandLine || (flags & ~knownFlags) != 0)
         return host::outcome(ERROR_NOT_SUPPORTED);
     plan.newSession = (flags & CREATE_NEW_CONSOLE) != 0;
     DWORD error = makePlan(plan, commandLine, inheritHandles, environment, startup);

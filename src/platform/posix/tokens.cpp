@@ -17,7 +17,7 @@
 
 namespace {
 
-constexpr DWORD kConsoleSession = 1;
+constexpr DWORD consoleSession = 1;
 
 struct CloseFile {
     void operator()(std::FILE *file) const { std::fclose(file); }
@@ -77,13 +77,13 @@ void setEntry(host::EnvironmentBlock &block, const std::string &name, const std:
 } // namespace
 
 DWORD WTSGetActiveConsoleSessionId() {
-    return host::fails("WTSGetActiveConsoleSessionId") ? 0xFFFFFFFF : kConsoleSession;
+    return host::fails("WTSGetActiveConsoleSessionId") ? 0xFFFFFFFF : consoleSession;
 }
 
 BOOL WTSQueryUserToken(DWORD session, HANDLE *token) {
     if (host::fails("WTSQueryUserToken"))
         return FALSE;
-    if (session != kConsoleSession)
+    if (session != consoleSession)
         return host::outcome(ERROR_FILE_NOT_FOUND);
     auto user = consoleUser();
     if (!user)
