@@ -21,15 +21,15 @@ protected:
     }
 };
 
-TEST_F(Process, WmCloseSendsTheWordAndTheToolsCodeComesBack) {
-    const std::string word = (folder / "word").generic_string();
-    const std::string args = "word=" + word + " exit=9";
+// Runs the launcher on a thread of its own, asks it twice to close, and gives its status.
+std::int32_t runAndClose(const std::string &root, const std::string &tool,
+                         const std::string &arguments) {
     std::atomic<DWORD> launchThread = 0;
     std::int32_t status = -1;
     std::thread launch([&] {
         launchThread = ::GetCurrentThreadId();
-        const char *const argv[] = {"zqLauncher", "-r", root.c_str(), "-t",
-                                    "zqStage",    "-a", args.c_str()};
+        const char *const argv[] = {"zqLauncher", "-r", root.c_str(),     "-t",
+                                    tool.c_str(), "-a", arguments.c_str()};
         status = runLauncher("zqLauncher", "1", static_cast<std::int32_t>(std::size(argv)), argv);
     });
     // Refused until the launch has looked at its queue once.
@@ -38,12 +38,55 @@ TEST_F(Process, WmCloseSendsTheWordAndTheToolsCodeComesBack) {
     }));
     EXPECT_TRUE(isLaunchDone());
     EXPECT_FALSE(isLaunchFailed());
-    EXPECT_FALSE(std::filesystem::exists(word));
     ::PostThreadMessageW(launchThread, WM_CLOSE, 0, 0);
     ::PostThreadMessageW(launchThread, WM_CLOSE, 0, 0);
     launch.join();
-    EXPECT_EQ(status, 9);
+    return status;
+}
+
+TEST_F(Process, WmCloseSendsTheWordAndTheToolsCodeComesBack) {
+    const std::string word = (folder / "word").generic_string();
+    EXPECT_EQ(runAndClose(root, "zqStage", "word=" + word + " exit=9"), 9);
     EXPECT_EQ(readFile(word), std::string("zqEnd!\0", 7));
+}
+
+TEST_F(Process, ExampleToolEndsItselfInOrder) {
+    placeProgram(EXAMPLE_TOOL,
+                 tree.root() / "tools" / "7.2" / "zqOrderlyStop" / "zqOrderlyStop.exe");
+    EXPECT_EQ(runAndClose(root, "zqOrderlyStop", ""), 0);
+}
+
+// What stays open of each record, for the launcher's lifetime, is its job and its pipes.
+TEST_F(Process, ManyRecordsKeepNothingButJobsAndPipes) {
+    if (onWindows) {
+        GTEST_SKIP() << "Wine doesn't tell how many handles a process has";
+    }
+    const auto count = [](const std::string &what) {
+        const std::filesystem::directory_iterator entries("/proc/self/" + what);
+        return std::distance(begin(entries), end(entries));
+    };
+    const auto useRecords = [this](int records) {
+        for (int record = 0; record < records; ++record) {
+            const auto info = startProbe({"sleep=20"});
+            EXPECT_EQ(info->result, 0);
+            waitForProcess(info);
+        }
+    };
+    useRecords(1);
+    const auto threads = count("task");
+    const auto first = count("fd");
+    useRecords(1);
+    const auto perRecord = count("fd") - first;
+    std::vector<std::thread> rows;
+    for (int row = 0; row < 8; ++row) {
+        rows.emplace_back(useRecords, 25);
+    }
+    for (std::thread &row : rows) {
+        row.join();
+    }
+    EXPECT_EQ(count("fd"), first + 201 * perRecord);
+    EXPECT_EQ(count("task"), threads);
+    EXPECT_LE(perRecord, 3); // the job, the termination pipe and its client's end
 }
 
 TEST_F(Process, CloseLeavesTheProcessRunning) {
