@@ -4,7 +4,7 @@ install(TARGETS zqLauncher RUNTIME DESTINATION ${launcher_directory})
 install(FILES README.md CHANGELOG.md DESTINATION ${launcher_directory})
 install(FILES docs/usage.md docs/service.md docs/tools.md docs/security.md docs/decisions.md
         DESTINATION ${launcher_directory}/docs)
-install(FILES examples/orderly_stop.cpp DESTINATION ${launcher_directory}/examples)
+install(FILES examples/orderly_stop.cpp examples/sample_tool.cpp DESTINATION ${launcher_directory}/examples)
 
 # The example as a tool: found as `-t zqOrderlyStop`.
 install(PROGRAMS $<TARGET_FILE:orderly_stop> DESTINATION tools/${PROJECT_VERSION}/zqOrderlyStop

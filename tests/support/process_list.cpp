@@ -18,7 +18,7 @@ std::string processesWith(const std::string &text) {
         std::getline(file, commandLine);
         std::replace(commandLine.begin(), commandLine.end(), '\0', ' ');
         if (commandLine.find(text) != std::string::npos)
-            found += id + " " + commandLine + "\n";
+            found.append(id).append(" ").append(commandLine).append("\n");
     }
     return found;
 }
