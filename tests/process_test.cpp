@@ -77,9 +77,9 @@ TEST_F(Process, ManyRecordsKeepNothingButJobsAndPipes) {
     const auto first = count("fd");
     useRecords(1);
     const auto perRecord = count("fd") - first;
-    std::vector<std::thread> rows;
-    for (int row = 0; row < 8; ++row) {
-        rows.emplace_back(useRecords, 25);
+    std::vector<std::thread> rows(8);
+    for (std::thread &row : rows) {
+        row = std::thread(useRecords, 25);
     }
     for (std::thread &row : rows) {
         row.join();
