@@ -221,6 +221,19 @@ TEST_F(LaunchTest, ForwardsEachChunkUpToItsZeroByteAndBothStreams) {
     EXPECT_EQ(readReport("tool").environment.at("ZQ_LOG_ENABLE_STDOUT"), "1");
 }
 
+TEST_F(LaunchTest, OutputThatCannotBeWrittenChangesNothing) {
+    if (onWindows) {
+        GTEST_SKIP() << "the redirections are those of the Linux shell";
+    }
+    const std::string status = (folder / "status").string();
+    for (const char *redirection : {">&-", ">/dev/full", "| :"}) {
+        runShell("{ '" + launcherProgram().string() + "' -r '" + root +
+                 "' -o -t zqStage -a 'bytes=5000 sleep=300 exit=4'; echo $? >'" + status + "'; } " +
+                 redirection);
+        EXPECT_EQ(readFile(status), "4\n") << redirection;
+    }
+}
+
 TEST_F(LaunchTest, ShellRunsInTheToolsEnvironment) {
     LauncherStart launch = start({"-s", "-p", "7.1", "-t", "zqNone", "-b", "X:\\none", "-k",
                                   windowsPath(probeProgram()) + " " + reportTo("tool")});
