@@ -159,6 +159,8 @@ TEST_F(ServiceOnLinux, FailedCallIsToldOnTheDebugChannel) {
         launch.environment["ZQHOST_FAIL"] = each.fault;
         ServiceManager manager(folder, launch);
         EXPECT_TRUE(waitUntil([&] { return debugLog() == each.debugLog; })) << debugLog();
+        // Of the log and the reports, either may be complete first.
+        waitUntil([&] { return reportsOf(manager).size() >= each.reports.size(); });
         EXPECT_THAT(reportsOf(manager), ElementsAreArray(each.reports));
         manager.leave(); // for a launcher whose last report was lost
         EXPECT_EQ(manager.wait(), each.exitCode);

@@ -2,7 +2,6 @@
 
 #include "platform/posix/descriptor.h"
 
-#include <algorithm>
 #include <cstdlib>
 #include <mutex>
 #include <sstream>
@@ -29,12 +28,6 @@ Watch &watch() {
     return instance;
 }
 
-void addFault(Fault fault) {
-    const std::lock_guard guard(watch().lock);
-    watch().faults.push_back(std::move(fault));
-    host::g_callsWatched = true;
-}
-
 void readFaults(const char *text) {
     std::istringstream entries(text);
     for (std::string entry; std::getline(entries, entry, ',');) {
@@ -44,25 +37,21 @@ void readFaults(const char *text) {
         std::getline(fields, lastError, ':');
         std::getline(fields, nth);
         const auto code = static_cast<DWORD>(std::strtoul(lastError.c_str(), nullptr, 10));
-        addFault({call, code, nth.empty() ? 1 : std::strtoul(nth.c_str(), nullptr, 10)});
+        watch().faults.push_back(
+            {call, code, nth.empty() ? 1 : std::strtoul(nth.c_str(), nullptr, 10)});
     }
 }
 
 [[maybe_unused]] const bool g_environmentRead = [] {
     if (const char *faults = std::getenv("ZQHOST_FAIL"))
         readFaults(faults);
-    if (const char *log = std::getenv("ZQHOST_CALL_LOG")) {
+    if (const char *log = std::getenv("ZQHOST_CALL_LOG"))
         watch().callLog = log;
-        host::g_callsWatched = true;
-    }
+    host::g_callsWatched = !watch().faults.empty() || !watch().callLog.empty();
     return true;
 }();
 
 } // namespace
-
-void failNext(std::string_view call, DWORD lastError) {
-    addFault({std::string(call), lastError, 1});
-}
 
 bool host::watchedCallFails(std::string_view call) {
     Watch &watched = watch();
@@ -70,13 +59,12 @@ bool host::watchedCallFails(std::string_view call) {
     if (!watched.callLog.empty())
         appendLine(watched.callLog, call);
 
-    const auto due = std::find_if(watched.faults.begin(), watched.faults.end(), [&](Fault &fault) {
-        return fault.call == call && --fault.callsLeft == 0;
-    });
-    if (due == watched.faults.end())
-        return false;
-    SetLastError(due->lastError);
-    watched.faults.erase(due);
-    g_callsWatched = !watched.faults.empty() || !watched.callLog.empty();
-    return true;
+    bool isDue = false;
+    for (Fault &fault : watched.faults) {
+        if (fault.call == call && fault.callsLeft > 0 && --fault.callsLeft == 0) {
+            SetLastError(fault.lastError);
+            isDue = true;
+        }
+    }
+    return isDue;
 }

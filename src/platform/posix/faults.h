@@ -5,11 +5,9 @@
 #include <atomic>
 #include <string_view>
 
-// The next call of that name, on any thread, does nothing and fails with that last error.
-//
-// For whole runs there are two variables, read once: ZQHOST_FAIL holds "Call:lastError[:nth]"
-// entries, separated by commas, and ZQHOST_CALL_LOG names a file that gets the name of each call.
-void failNext(std::string_view call, DWORD lastError);
+// Calls that are made to fail, for tests. Two variables are read once: ZQHOST_FAIL holds
+// "Call:lastError[:nth]" entries, separated by commas; the call does nothing then and fails with
+// that last error. ZQHOST_CALL_LOG names a file that gets the name of each call.
 
 namespace host {
 
