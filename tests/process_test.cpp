@@ -154,9 +154,13 @@ TEST_F(Process, StartupToolRunsAheadOfMainToolsWithUser) {
         bool runs;
     };
     const std::vector<Case> cases{
-        {{"-t", "zqStage", "-u", "5"}, true},       {{"-t", "zqStage", "-u", "0"}, true},
-        {{"-s", "-t", "zqStage", "-u", "0"}, true}, {{"-t", "zqStage", "-u", "5", "-n"}, false},
-        {{"-t", "zqStage", "-u", "-1"}, false},     {{"-t", "zqStage"}, false},
+        {{"-t", "zqStage", "-u", "5"}, true},
+        {{"-t", "zqStage", "-u", "0"}, true},
+        {{"-s", "-k", windowsPath(probeProgram()) + " sleep=300", "-t", "zqStage", "-u", "0"},
+         true},
+        {{"-t", "zqStage", "-u", "5", "-n"}, false},
+        {{"-t", "zqStage", "-u", "-1"}, false},
+        {{"-t", "zqStage"}, false},
         {{"-t", "zqOther", "-u", "0"}, false}};
     for (const Case &each : cases) {
         std::filesystem::remove(folder / "prelude");
