@@ -81,6 +81,9 @@ void ServiceManager::control(DWORD code) {
 void ServiceManager::leave() {}
 
 std::uint32_t ServiceManager::wait() {
+    // A short run can be over before its process could be opened; its last report tells the code.
+    if (host->process == nullptr)
+        return awaitState(SERVICE_STOPPED) ? host->reports.back().dwWin32ExitCode : STILL_ACTIVE;
     DWORD exitCode = STILL_ACTIVE;
     waitUntil([&] {
         reports();
