@@ -79,12 +79,12 @@ TEST_F(Process, ManyRecordsKeepNothingButJobsAndPipes) {
     const auto perRecord = count("fd") - first;
     std::vector<std::thread> rows(8);
     for (std::thread &row : rows) {
-        row = std::thread(useRecords, 25);
+        row = std::thread(useRecords, RECORDS_PER_ROW);
     }
     for (std::thread &row : rows) {
         row.join();
     }
-    EXPECT_EQ(count("fd"), first + 201 * perRecord);
+    EXPECT_EQ(count("fd"), first + (1 + 8 * RECORDS_PER_ROW) * perRecord);
     EXPECT_EQ(count("task"), threads);
     EXPECT_LE(perRecord, 3); // the job, the termination pipe and its client's end
 }
