@@ -8,6 +8,7 @@
 #include "platform/scope_guard.h"
 #include "process/process_handling.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <iostream>
 #include <sstream>
@@ -112,10 +113,16 @@ std::string readQtInfo(const std::string &directory) {
     }
     const ScopeGuard closeFile([file] { std::fclose(file); });
     std::string line;
-    // A zero byte ends the text too, as it would end every path and variable made of it.
-    for (int character = std::getc(file);
-         character != EOF && character != '\n' && character != '\0'; character = std::getc(file)) {
-        line.push_back(static_cast<char>(character));
+    char chunk[4096];
+    while (const std::size_t size = std::fread(chunk, 1, sizeof(chunk), file)) {
+        // A zero byte ends the text too, as it would end every path and variable made of it.
+        const char *end = std::find_if(chunk, chunk + size, [](char character) {
+            return character == '\n' || character == '\0';
+        });
+        line.append(chunk, static_cast<std::size_t>(end - chunk));
+        if (end != chunk + size) {
+            break;
+        }
     }
     return line;
 }
