@@ -3,10 +3,10 @@
 #include "platform/posix/command_line.h"
 #include "platform/posix/faults.h"
 #include "platform/posix/paths.h"
+#include "platform/posix/tether.h"
 #include "platform/posix/tokens.h"
 #include "platform/posix/variables.h"
 
-#include <grp.h>
 #include <linux/close_range.h>
 #include <sys/ptrace.h>
 #include <sys/stat.h>
@@ -17,6 +17,7 @@
 #include <atomic>
 #include <cerrno>
 #include <csignal>
+#include <cstdint>
 #include <iterator>
 #include <string_view>
 
@@ -27,20 +28,22 @@ constexpr DWORD knownFlags = CREATE_SUSPENDED | CREATE_NEW_CONSOLE | CREATE_UNIC
 constexpr std::size_t longestCommandLine = 32767;
 constexpr std::string_view commandLineEntry = "ZQHOST_COMMAND_LINE=";
 
-// The first thread of a child. It stays suspended for as long as its creator traces it.
+// The first thread of a child. It stays suspended for as long as its creator traces it, and is
+// tethered meanwhile, as the host would let it run once its tracer is gone.
 class InitialThread final : public host::Object {
 public:
-    explicit InitialThread(std::shared_ptr<host::Process> process)
-        : m_process(std::move(process)) {}
+    InitialThread(std::shared_ptr<host::Process> process, host::Tether tether)
+        : m_process(std::move(process)), m_tether(std::move(tether)) {}
     DWORD wait(DWORD milliseconds) override { return m_process->wait(milliseconds); }
     DWORD resume();
 
 private:
     const std::shared_ptr<host::Process> m_process;
+    const host::Tether m_tether;
     std::atomic<bool> m_suspended{true};
 };
 
-// All that a child needs between fork and exec, where it can't allocate any more.
+// All that a child needs before its program, while it borrows this process's memory.
 struct Plan {
     std::string program;
     std::vector<std::string> arguments;
@@ -58,6 +61,7 @@ struct Plan {
 DWORD InitialThread::resume() {
     if (!m_suspended.exchange(false))
         return 0;
+    m_tether.untie();
     if (::ptrace(PTRACE_DETACH, m_process->id(), nullptr, nullptr) == 0)
         return 1;
     SetLastError(host::lastErrorOf(errno));
@@ -128,64 +132,57 @@ bool takeStandardStreams(const Plan &plan) {
     return true;
 }
 
+// Straight to the host: the C library would take all threads of the creator along.
 bool becomeUser(const host::User &user) {
-    return ::setgroups(user.groups.size(), user.groups.data()) == 0 &&
-           ::setresgid(user.group, user.group, user.group) == 0 &&
-           ::setresuid(user.id, user.id, user.id) == 0;
+    return ::syscall(SYS_setgroups, user.groups.size(), user.groups.data()) == 0 &&
+           ::syscall(SYS_setresgid, user.group, user.group, user.group) == 0 &&
+           ::syscall(SYS_setresuid, user.id, user.id, user.id) == 0;
 }
 
 // In the child. Ends with the error number as exit status if the program can't be started.
-[[noreturn]] void becomeProgram(const Plan &plan, int go) {
-    char byte;
-    if (::read(go, &byte, 1) != 1)
-        ::_exit(ECANCELED);
-    if (!takeStandardStreams(plan) || (plan.switchesUser() && !becomeUser(plan.token->user())))
-        ::_exit(errno);
-    ::close_range(3, ~0U, CLOSE_RANGE_CLOEXEC);
-    if (plan.newSession)
-        ::setsid();
-    std::signal(SIGPIPE, SIG_DFL);
-    sigset_t none;
-    sigemptyset(&none);
-    ::sigprocmask(SIG_SETMASK, &none, nullptr);
-    ::execve(plan.program.c_str(), plan.argumentPointers.data(), plan.environmentPointers.data());
+[[noreturn]] void becomeProgram(const Plan &plan, const host::Tether &tether) {
+    if (tether.tie(::getpid()) && takeStandardStreams(plan) &&
+        (!plan.switchesUser() || becomeUser(plan.token->user())) &&
+        ::close_range(3, ~0U, CLOSE_RANGE_CLOEXEC) == 0) {
+        if (plan.newSession)
+            ::setsid();
+        std::signal(SIGPIPE, SIG_DFL);
+        if (::ptrace(PTRACE_TRACEME, 0, nullptr, nullptr) == 0)
+            ::execve(plan.program.c_str(), plan.argumentPointers.data(),
+                     plan.environmentPointers.data());
+    }
     ::_exit(errno);
 }
 
-// With all signals blocked, so that no handler of this process runs in the child.
-pid_t forkChild(const Plan &plan, int goRead, int goWrite) {
-    sigset_t all, before;
-    sigfillset(&all);
-    ::pthread_sigmask(SIG_SETMASK, &all, &before);
-    const pid_t child = ::fork();
-    if (child == 0) {
-        ::close(goWrite);
-        becomeProgram(plan, goRead);
-    }
+// The child borrows the memory of this process, whose thread stands still until the program takes
+// over. No signal may come between but the one that tells of the program: a handler would run in
+// the wrong process, and a traced child would stop for a tracer that stands still.
+pid_t startTraced(const Plan &plan, const host::Tether &tether) {
+    sigset_t others, before;
+    sigfillset(&others);
+    sigdelset(&others, SIGTRAP);
+    ::pthread_sigmask(SIG_SETMASK, &others, &before);
+    const pid_t child = ::vfork();
+    if (child == 0)
+        becomeProgram(plan, tether);
     ::pthread_sigmask(SIG_SETMASK, &before, nullptr);
     return child;
 }
 
-// Waits until the child is at its program's first instruction. Gives 0, or the error number that
-// it ended with before that, and has reaped it then.
+// Waits until the child is at its program's first instruction, and lets signals through to it from
+// there on. Gives 0, or the error number that it ended with before that, and has reaped it then.
 int awaitProgram(pid_t child) {
-    for (;;) {
-        int status = 0;
-        if (::waitpid(child, &status, __WALL) == -1) {
-            if (errno != EINTR)
-                return errno;
-            continue;
-        }
-        if (WIFEXITED(status))
-            return WEXITSTATUS(status);
-        if (WIFSIGNALED(status))
-            return ECANCELED;
-        const int event = status >> 16;
-        if (event == PTRACE_EVENT_EXEC)
-            return 0;
-        const long signal = event == 0 ? WSTOPSIG(status) : 0;
-        ::ptrace(PTRACE_CONT, child, nullptr, reinterpret_cast<void *>(signal));
-    }
+    int status = 0;
+    while (::waitpid(child, &status, __WALL) == -1)
+        if (errno != EINTR)
+            return errno;
+    if (WIFEXITED(status))
+        return WEXITSTATUS(status);
+    if (WIFSIGNALED(status))
+        return ECANCELED;
+    std::uint64_t none = 0;
+    ::ptrace(PTRACE_SETSIGMASK, child, reinterpret_cast<void *>(sizeof none), &none);
+    return 0;
 }
 
 DWORD startError(int hostError, const Plan &plan) {
@@ -199,27 +196,21 @@ DWORD startError(int hostError, const Plan &plan) {
     return host::lastErrorOf(hostError);
 }
 
-// Leaves the child traced by this thread, held at its program's first instruction. The host kills
-// it there if this process ends.
-DWORD startHeld(const Plan &plan, std::shared_ptr<host::Process> &process) {
-    int go[2];
-    if (::pipe2(go, O_CLOEXEC) != 0)
-        return host::lastErrorOf(errno);
-    host::Descriptor goRead(go[0]), goWrite(go[1]);
-    const pid_t child = forkChild(plan, goRead.get(), goWrite.get());
+// Leaves the child traced by this thread, held at its program's first instruction.
+DWORD startHeld(const Plan &plan, const host::Tether &tether,
+                std::shared_ptr<host::Process> &process) {
+    const pid_t child = tether ? startTraced(plan, tether) : -1;
     if (child == -1)
         return host::lastErrorOf(errno);
-    goRead.reset();
-    host::Descriptor descriptor(static_cast<int>(::syscall(SYS_pidfd_open, child, 0)));
-    const auto options = static_cast<long>(PTRACE_O_EXITKILL | PTRACE_O_TRACEEXEC);
-    // Without the byte, the end of the pipe ends the child.
-    [[maybe_unused]] const bool going =
-        descriptor &&
-        ::ptrace(PTRACE_SEIZE, child, nullptr, reinterpret_cast<void *>(options)) == 0 &&
-        ::write(goWrite.get(), "", 1) == 1;
-    goWrite.reset();
     if (const int hostError = awaitProgram(child))
         return startError(hostError, plan);
+    host::Descriptor descriptor(static_cast<int>(::syscall(SYS_pidfd_open, child, 0)));
+    if (!descriptor) {
+        const int hostError = errno;
+        ::kill(child, SIGKILL);
+        ::waitpid(child, nullptr, __WALL);
+        return host::lastErrorOf(hostError);
+    }
     process = std::make_shared<host::Process>(child, std::move(descriptor));
     return ERROR_SUCCESS;
 }
@@ -231,12 +222,13 @@ BOOL start(Plan plan, LPCWSTR application, LPWSTR commandLine, BOOL inheritHandl
         return host::outcome(ERROR_NOT_SUPPORTED);
     plan.newSession = (flags & CREATE_NEW_CONSOLE) != 0;
     DWORD error = makePlan(plan, commandLine, inheritHandles, environment, startup);
+    host::Tether tether;
     std::shared_ptr<host::Process> process;
     if (error == ERROR_SUCCESS)
-        error = startHeld(plan, process);
+        error = startHeld(plan, tether, process);
     if (error != ERROR_SUCCESS)
         return host::outcome(error);
-    const auto thread = std::make_shared<InitialThread>(process);
+    const auto thread = std::make_shared<InitialThread>(process, std::move(tether));
     if ((flags & CREATE_SUSPENDED) == 0)
         thread->resume();
     const auto id = static_cast<DWORD>(process->id());

@@ -20,7 +20,6 @@ public:
     // STILL_ACTIVE before the end.
     DWORD exitCode();
     pid_t id() const { return m_id; }
-    int descriptor() const { return m_descriptor.get(); }
 
 private:
     const pid_t m_id;

@@ -1,0 +1,26 @@
+#include "platform/posix/tether.h"
+
+#include <sys/socket.h>
+
+#include <csignal>
+
+host::Tether::Tether() {
+    int ends[2];
+    if (::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) == 0) {
+        m_ends[0] = Descriptor(ends[0]);
+        m_ends[1] = Descriptor(ends[1]);
+    }
+}
+
+bool host::Tether::tie(pid_t process) const {
+    for (const Descriptor &end : m_ends)
+        if (::fcntl(end.get(), F_SETOWN, process) != 0 ||
+            ::fcntl(end.get(), F_SETSIG, SIGKILL) != 0 || ::fcntl(end.get(), F_SETFL, O_ASYNC) != 0)
+            return false;
+    return true;
+}
+
+void host::Tether::untie() const {
+    for (const Descriptor &end : m_ends)
+        ::fcntl(end.get(), F_SETFL, 0);
+}
