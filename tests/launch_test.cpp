@@ -199,15 +199,21 @@ TEST_F(LaunchTest, ToolPathTakesThePlaceOfTheInstallation) {
 }
 
 TEST_F(LaunchTest, ForwardsOutputByteForByteWhileTheToolRuns) {
-    for (const std::size_t size : {1u, 4096u, 4097u, 65536u}) {
-        const std::string go = "go" + std::to_string(size);
+    struct Case {
+        std::string orders, written;
+    };
+    std::vector<Case> cases{{"", ""}, {"print=a sleep=1000 print=b sleep=1000 print=c", "abc"}};
+    for (const std::size_t size : {4096u, 4097u, 65536u}) {
+        cases.push_back({"bytes=" + std::to_string(size), probeBytes(size)});
+    }
+    for (const auto &[orders, written] : cases) {
+        const std::filesystem::path go = folder / ("go" + std::to_string(written.size()));
         LauncherRun run(folder, start({"-o", "-t", "zqStage", "-a",
-                                       "bytes=" + std::to_string(size) + " await=" +
-                                           (folder / go).generic_string() + " exit=4"}));
-        EXPECT_TRUE(waitUntil([&] { return run.rawOutput().size() >= size; }));
-        EXPECT_EQ(run.rawOutput(), probeBytes(size));
-        writeFile(folder / go, "");
+                                       orders + " await=" + go.generic_string() + " exit=4"}));
+        EXPECT_TRUE(waitUntil([&] { return run.rawOutput().size() >= written.size(); }));
+        writeFile(go, "");
         EXPECT_EQ(run.wait(), 4u);
+        EXPECT_EQ(run.rawOutput(), written);
     }
 }
 
@@ -232,6 +238,31 @@ TEST_F(LaunchTest, OutputThatCannotBeWrittenChangesNothing) {
                  redirection);
         EXPECT_EQ(readFile(status), "4\n") << redirection;
     }
+}
+
+// A file that is no library, under the name of each library that the launcher loads: whoever takes
+// it for one fails to start.
+TEST_F(LaunchTest, NoLibraryComesFromTheDirectoryOrPath) {
+    if (!onWindows) {
+        GTEST_SKIP() << "the launcher is linked statically there";
+    }
+    const std::filesystem::path planted = folder / "planted", besides = folder / "besides";
+    for (const char *name : {"advapi32", "kernel32", "msvcrt", "shlwapi", "user32", "userenv",
+                             "wtsapi32", "kernelbase", "sechost"}) {
+        writeFile(planted / (std::string(name) + ".dll"), "no library");
+    }
+    LauncherStart launch = start({"-c"});
+    launch.workingDirectory = planted;
+    launch.environment = {{"PATH", windowsPath(planted)}};
+    LauncherRun run(folder, launch);
+    EXPECT_EQ(run.wait(), 0u);
+    EXPECT_NE(run.output(), "");
+
+    // The launcher's own directory comes first, so who may write there may do as the launcher.
+    launch.program = besides / "zqLauncher.exe";
+    placeProgram(launcherProgram(), launch.program);
+    writeFile(besides / "userenv.dll", "no library");
+    EXPECT_NE(LauncherRun(folder, launch).wait(), 0u);
 }
 
 TEST_F(LaunchTest, ShellRunsInTheToolsEnvironment) {

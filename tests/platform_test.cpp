@@ -6,8 +6,6 @@
 #include <gmock/gmock.h>
 
 #include <atomic>
-#include <cstdlib>
-#include <map>
 #include <thread>
 
 // Facts of the platform that the launcher rests on. Each must hold on every target.
@@ -151,19 +149,6 @@ TEST_F(PlatformProcess, FindsTheProgramInAnUnquotedCommandLine) {
                 ElementsAre(root + "a", "b\\tool.exe", "report=" + report, "\"q\"", ""));
 }
 
-TEST_F(PlatformProcess, HasTheCreatorsEnvironmentAndDirectory) {
-    ::_putenv_s("PLATFORM_TEST_SET", "a;b c");
-    ::_putenv_s("PLATFORM_TEST_GONE", "x");
-    ::_putenv_s("PLATFORM_TEST_GONE", "");
-    EXPECT_EQ(std::getenv("PLATFORM_TEST_GONE"), nullptr);
-    const Process created(probe + " report=" + report);
-    created.resume();
-    ProbeReport found = readProbeReport(report);
-    EXPECT_EQ(found.environment["PLATFORM_TEST_SET"], "a;b c");
-    EXPECT_EQ(found.environment.count("PLATFORM_TEST_GONE"), 0u);
-    EXPECT_EQ(found.workingDirectory, fs::current_path().string());
-}
-
 TEST_F(PlatformProcess, InheritsOnlyTheHandlesThatItIsGiven) {
     for (const bool given : {true, false}) {
         SECURITY_ATTRIBUTES inheritable{sizeof inheritable, nullptr, TRUE};
@@ -189,22 +174,6 @@ TEST_F(PlatformProcess, InheritsOnlyTheHandlesThatItIsGiven) {
         EXPECT_FALSE(peek());
         EXPECT_EQ(::GetLastError(), ERROR_BROKEN_PIPE);
     }
-}
-
-TEST_F(PlatformProcess, EndsWithItsJobButItsChildGoesOn) {
-    Job job;
-    const Process created(probe + " await=" + (folder / "go").string() + " child=" + report +
-                          " sleep=30000");
-    created.resume();
-    ASSERT_TRUE(::AssignProcessToJobObject(job.value, created.process.value));
-    writeFile(folder / "go", "");
-    const DWORD child = readProbeReport(report).pid;
-    EXPECT_EQ(::WaitForSingleObject(created.process.value, 0), WAIT_TIMEOUT);
-    job.close();
-    created.exitCode();
-    EXPECT_FALSE(isRunning(created.pid));
-    EXPECT_TRUE(isRunning(child));
-    endProcess(child);
 }
 
 TEST_F(PlatformProcess, CannotJoinAJobOnceItHasEnded) {
@@ -282,20 +251,6 @@ TEST_F(PlatformPipe, TellsOfAClientThatCameFirst) {
     client.close();
     EXPECT_FALSE(::ConnectNamedPipe(server.value, nullptr));
     EXPECT_EQ(::GetLastError(), ERROR_NO_DATA) << "it came first and has gone";
-}
-
-TEST_F(PlatformPipe, BringsTheWordToTheToolAsOneMessage) {
-    const TemporaryFolder folder;
-    const std::string file = (folder / "word").string();
-    const Process tool(windowsPath(probeProgram()) + " word=" + file);
-    server.close();
-    server.value = create(tool.pid); // there before the tool's first instruction
-    tool.resume();
-    EXPECT_TRUE(::ConnectNamedPipe(server.value, nullptr) ||
-                ::GetLastError() == ERROR_PIPE_CONNECTED);
-    EXPECT_TRUE(send(word));
-    EXPECT_EQ(tool.exitCode(), 0u);
-    EXPECT_EQ(readFile(file), word);
 }
 
 TEST_F(PlatformPipe, DropsAtTheDisconnectWhatNobodyHasRead) {
@@ -392,27 +347,6 @@ TEST(PlatformFiles, TellWhatStandsBehindAPath) {
                   expected.size());
         EXPECT_EQ(narrow(final), expected);
     }
-}
-
-TEST(PlatformFiles, ListADirectoryWithTheKindsOfItsEntries) {
-    const TemporaryFolder folder;
-    fs::create_directories(folder / "plain");
-    writeFile(folder / "file", "x");
-    makeLink(folder / "link", "plain");
-    std::map<std::string, bool> plainDirectories;
-    WIN32_FIND_DATAW entry;
-    const HANDLE search = ::FindFirstFileW(wide(folder / "*").c_str(), &entry);
-    ASSERT_NE(search, INVALID_HANDLE_VALUE);
-    do
-        plainDirectories[narrow(entry.cFileName)] =
-            entry.dwFileAttributes == FILE_ATTRIBUTE_DIRECTORY;
-    while (::FindNextFileW(search, &entry));
-    EXPECT_EQ(::GetLastError(), ERROR_NO_MORE_FILES);
-    EXPECT_TRUE(::FindClose(search));
-    EXPECT_EQ(plainDirectories,
-              (std::map<std::string, bool>{
-                  {".", true}, {"..", true}, {"file", false}, {"link", false}, {"plain", true}}));
-    EXPECT_EQ(::FindFirstFileW(wide(folder / "no\\*").c_str(), &entry), INVALID_HANDLE_VALUE);
 }
 
 TEST(PlatformFiles, MakeAPathFull) {

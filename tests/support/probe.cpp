@@ -59,17 +59,12 @@ int main(int argc, char **argv) {
         {"bytes", [](const auto &count) { print(probeBytes(std::stoul(count))); }},
         {"zero", [](const auto &) { print(std::string("ab\0cd", 5)); }},
         {"closeout", [](const auto &) { std::fclose(stdout); }},
-        {"stdin",
-         [](const auto &) {
-             print({std::istreambuf_iterator<char>(std::cin), {}});
-         }},
         {"child",
          [&](const auto &file) {
              HostProcess(hostPath(arguments[0]), {"report=" + file, "sleep=30000"}, file);
          }},
         {"word", writeWord},
         {"ignoreword", [](const auto &) { openTerminationPipe(); }},
-        {"crash", [](const auto &) { std::abort(); }},
         {"exit", [](const auto &code) { std::_Exit(static_cast<int>(std::stoul(code))); }}};
     for (const std::string &argument : orders) {
         const std::size_t end = std::min(argument.find('='), argument.size());

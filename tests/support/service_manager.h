@@ -17,7 +17,10 @@ public:
     // The reports so far. The system's manager tells only the latest, so there they are those found
     // at the calls of this class.
     const std::vector<SERVICE_STATUS> &reports();
-    bool awaitState(DWORD state);
+    bool awaitState(DWORD state) {
+        return waitUntil(
+            [&] { return !reports().empty() && reports().back().dwCurrentState == state; });
+    }
     void control(DWORD code);
     void leave(); // it goes away, and hears no more
     // Waits for the end of the launcher's process and gives its exit code.

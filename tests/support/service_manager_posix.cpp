@@ -38,11 +38,6 @@ const std::vector<SERVICE_STATUS> &ServiceManager::reports() {
     return host->reports;
 }
 
-bool ServiceManager::awaitState(DWORD state) {
-    return waitUntil(
-        [&] { return !reports().empty() && reports().back().dwCurrentState == state; });
-}
-
 void ServiceManager::control(DWORD code) {
     ::send(host->socket, &code, sizeof code, MSG_NOSIGNAL);
 }

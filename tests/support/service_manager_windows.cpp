@@ -67,11 +67,6 @@ const std::vector<SERVICE_STATUS> &ServiceManager::reports() {
     return host->reports;
 }
 
-bool ServiceManager::awaitState(DWORD state) {
-    return waitUntil(
-        [&] { return !reports().empty() && reports().back().dwCurrentState == state; });
-}
-
 void ServiceManager::control(DWORD code) {
     SERVICE_STATUS status{};
     ::ControlService(host->service, code, &status);
