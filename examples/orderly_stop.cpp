@@ -28,9 +28,8 @@ void awaitEndRequest(HANDLE pipe) {
     char message[sizeof(endRequest)] = {};
     DWORD size = 0;
     if (::ReadFile(pipe, message, sizeof(message), &size, nullptr) == TRUE &&
-        size == sizeof(endRequest) && std::memcmp(message, endRequest, sizeof(endRequest)) == 0) {
+        size == sizeof(endRequest) && std::memcmp(message, endRequest, sizeof(endRequest)) == 0)
         g_EndRequested = true;
-    }
     ::CloseHandle(pipe);
 }
 
@@ -40,14 +39,12 @@ int main() {
     // The pipe is there before a tool's first instruction. Without a launcher there is none, and
     // the tool works on its own.
     const HANDLE pipe = openTerminationPipe();
-    if (pipe != INVALID_HANDLE_VALUE) {
+    if (pipe != INVALID_HANDLE_VALUE)
         std::thread(awaitEndRequest, pipe).detach();
-    }
 
     std::cout << "working" << std::endl;
-    while (!g_EndRequested) {
+    while (!g_EndRequested)
         std::this_thread::sleep_for(std::chrono::milliseconds(50)); // the tool's work
-    }
     std::cout << "asked to end, all is put away" << std::endl;
     return 0;
 }

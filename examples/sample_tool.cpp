@@ -10,9 +10,8 @@
 namespace {
 
 void printArguments(int argc, char **argv) {
-    for (int i = 1; i < argc; ++i) {
+    for (int i = 1; i < argc; ++i)
         std::cout << "argument " << i << ": " << argv[i] << "\n";
-    }
 }
 
 void printVariables() {

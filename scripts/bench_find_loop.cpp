@@ -12,9 +12,8 @@ int main(int argc, char **argv) {
     WIN32_FIND_DATAW entry;
     const HANDLE search =
         FindFirstFileW(std::wstring(pattern.begin(), pattern.end()).c_str(), &entry);
-    if (search == INVALID_HANDLE_VALUE) {
+    if (search == INVALID_HANDLE_VALUE)
         return 1;
-    }
     static char buffer[4096];
     std::setvbuf(stdout, buffer, _IOFBF, sizeof(buffer));
     int count = 0;

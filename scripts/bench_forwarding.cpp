@@ -23,9 +23,8 @@ std::string lineOf(int number) {
 }
 
 int writeLines(int count) {
-    for (int number = 0; number < count; ++number) {
+    for (int number = 0; number < count; ++number)
         std::fputs(lineOf(number).c_str(), stdout);
-    }
     std::fflush(stdout);
     std::this_thread::sleep_for(std::chrono::seconds(4)); // a pipe's worth is still on its way
     return 0;
@@ -40,17 +39,15 @@ int readLines() {
     char buffer[65536];
     for (ssize_t size = 0; (size = ::read(STDIN_FILENO, buffer, sizeof(buffer))) > 0;) {
         last = Clock::now();
-        if (received.empty()) {
+        if (received.empty())
             first = last;
-        }
         beforeLast = received.size();
         received.append(buffer, static_cast<std::size_t>(size));
     }
 
     std::string expected;
-    for (int number = 0; expected.size() < received.size(); ++number) {
+    for (int number = 0; expected.size() < received.size(); ++number)
         expected += lineOf(number);
-    }
     std::printf("%zu %.6f %zu %s\n", beforeLast,
                 std::chrono::duration<double>(last - first).count(), received.size(),
                 received == expected ? "ordered" : "disordered");
@@ -61,8 +58,7 @@ int readLines() {
 
 int main(int argc, char **argv) {
     const std::string task = argc > 1 ? argv[1] : "";
-    if (task == "write" && argc > 2) {
+    if (task == "write" && argc > 2)
         return writeLines(std::atoi(argv[2]));
-    }
     return task == "read" ? readLines() : 2;
 }

@@ -26,9 +26,8 @@ TEST_F(Ipc, DaemonGetsItsConfigurationAndNoToolVariables) {
                                       "\\share\\dbus-1\\system.conf");
     EXPECT_EQ(report.environment.at("DBUS_SESSION_BUS_ADDRESS"), "as it was");
     EXPECT_EQ(report.environment.at("ZQ_LOG_ENABLE_STDOUT"), "1");
-    for (const char *name : {"ZQ_FW_VERSION", "ZQ_TOOL_VERSION", "QTDIR", "QT_PLUGIN_PATH"}) {
+    for (const char *name : {"ZQ_FW_VERSION", "ZQ_TOOL_VERSION", "QTDIR", "QT_PLUGIN_PATH"})
         EXPECT_EQ(report.environment.count(name), 0u) << name;
-    }
     EXPECT_EQ(report.environment.at("PATH").find("frameworks"), std::string::npos);
 }
 
@@ -44,9 +43,8 @@ TEST_F(Ipc, DaemonThatCannotStartGivesStatusOne) {
 
 // Debian's D-Bus serves the address that tools get; Wine has none.
 TEST_F(Ipc, ToolReachesTheRealDaemon) {
-    if (onWindows) {
+    if (onWindows)
         GTEST_SKIP() << "there is no D-Bus daemon for Windows here";
-    }
     // The launcher hands over Windows paths, which this daemon can't read.
     writeFile(daemon, "#!/bin/sh\nconfig=$(printf %s \"${1#--config-file=Z:}\" | tr '\\\\' /)\n"
                       "exec /usr/bin/dbus-daemon --config-file=\"$config\"\n");

@@ -8,9 +8,8 @@ using testing::StartsWith;
 namespace {
 
 std::string replaced(std::string text, const std::string &word, const std::string &by) {
-    for (std::size_t at = 0; (at = text.find(word, at)) != std::string::npos; at += by.size()) {
+    for (std::size_t at = 0; (at = text.find(word, at)) != std::string::npos; at += by.size())
         text.replace(at, word.size(), by);
-    }
     return text;
 }
 
@@ -203,9 +202,8 @@ TEST_F(LaunchTest, ForwardsOutputByteForByteWhileTheToolRuns) {
         std::string orders, written;
     };
     std::vector<Case> cases{{"", ""}, {"print=a sleep=1000 print=b sleep=1000 print=c", "abc"}};
-    for (const std::size_t size : {4096u, 4097u, 65536u}) {
+    for (const std::size_t size : {4096u, 4097u, 65536u})
         cases.push_back({"bytes=" + std::to_string(size), probeBytes(size)});
-    }
     for (const auto &[orders, written] : cases) {
         const std::filesystem::path go = folder / ("go" + std::to_string(written.size()));
         LauncherRun run(folder, start({"-o", "-t", "zqStage", "-a",
@@ -228,9 +226,8 @@ TEST_F(LaunchTest, ForwardsEachChunkUpToItsZeroByteAndBothStreams) {
 }
 
 TEST_F(LaunchTest, OutputThatCannotBeWrittenChangesNothing) {
-    if (onWindows) {
+    if (onWindows)
         GTEST_SKIP() << "the redirections are those of the Linux shell";
-    }
     const std::string status = (folder / "status").string();
     for (const char *redirection : {">&-", ">/dev/full", "| :"}) {
         runShell("{ '" + launcherProgram().string() + "' -r '" + root +
@@ -243,14 +240,12 @@ TEST_F(LaunchTest, OutputThatCannotBeWrittenChangesNothing) {
 // A file that is no library, under the name of each library that the launcher loads: whoever takes
 // it for one fails to start.
 TEST_F(LaunchTest, NoLibraryComesFromTheDirectoryOrPath) {
-    if (!onWindows) {
+    if (!onWindows)
         GTEST_SKIP() << "the launcher is linked statically there";
-    }
     const std::filesystem::path planted = folder / "planted", besides = folder / "besides";
     for (const char *name : {"advapi32", "kernel32", "msvcrt", "shlwapi", "user32", "userenv",
-                             "wtsapi32", "kernelbase", "sechost"}) {
+                             "wtsapi32", "kernelbase", "sechost"})
         writeFile(planted / (std::string(name) + ".dll"), "no library");
-    }
     LauncherStart launch = start({"-c"});
     launch.workingDirectory = planted;
     launch.environment = {{"PATH", windowsPath(planted)}};
@@ -298,9 +293,8 @@ TEST_F(LaunchTest, UserSessionStartWaitsForAUserAndRunsAsThatUser) {
     LauncherStart launch =
         start({"-u", "1", "-t", "zqStage", "-a", reportTo("tool") + " sleep=20"});
     std::filesystem::permissions(folder.path(), std::filesystem::perms::all);
-    if (!onWindows) { // somebody is always at Wine's console
+    if (!onWindows) // somebody is always at Wine's console
         launch.environment = {{"ZQHOST_CONSOLE_USER", user.string()}};
-    }
     LauncherRun run(folder, launch);
     if (!onWindows) {
         EXPECT_TRUE(run.awaitOutput("WTSQueryUserToken01008\nWTSQueryUserToken01008\n"));

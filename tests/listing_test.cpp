@@ -10,16 +10,14 @@ protected:
     std::string list(const std::string &word, std::string *errors = nullptr) {
         LauncherRun run(folder, {{"-r", windowsPath(tree.root()), "-t", "zqNone", "-l", word}});
         EXPECT_EQ(run.wait(), 0u);
-        if (errors != nullptr) {
+        if (errors != nullptr)
             *errors = run.errors();
-        }
         return run.output();
     }
 
     void makeFolders(const std::vector<std::string> &paths) {
-        for (const std::string &path : paths) {
+        for (const std::string &path : paths)
             fs::create_directories(tree.root() / path);
-        }
     }
 
     // The lines of the folders below a path, in the platform's order, which is also the listing's.
@@ -55,9 +53,11 @@ TEST_F(Listing, PrintsToolsAddonsAndFrameworks) {
     tree.setCurrent("addons/weather/maps", "1.1");
 
     const auto version = [](const std::string &name) { return "        * " + name + "\n"; };
-    const std::string tools = "Current version: 7.2\n" + lines("tools", [](const auto &name) {
-                                  return name == "readme.txt" ? "" : "* " + name + "\n";
-                              });
+    const std::string tools =
+        "Current version: 7.2\n" +
+        lines(
+            "tools",
+            [](const auto &name) { return name == "readme.txt" ? "" : "* " + name + "\n"; });
     const std::string addons = lines("addons", [&](const auto &addon) {
         return addon + ":\n" + lines("addons/" + addon, [&](const auto &package) {
                    return "    " + package + ": " +

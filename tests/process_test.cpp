@@ -58,9 +58,8 @@ TEST_F(Process, ExampleToolEndsItselfInOrder) {
 
 // What stays open of each record, for the launcher's lifetime, is its job and its pipes.
 TEST_F(Process, ManyRecordsKeepNothingButJobsAndPipes) {
-    if (onWindows) {
+    if (onWindows)
         GTEST_SKIP() << "Wine doesn't tell how many handles a process has";
-    }
     const auto count = [](const std::string &what) {
         const std::filesystem::directory_iterator entries("/proc/self/" + what);
         return std::distance(begin(entries), end(entries));
@@ -78,12 +77,10 @@ TEST_F(Process, ManyRecordsKeepNothingButJobsAndPipes) {
     useRecords(1);
     const auto perRecord = count("fd") - first;
     std::vector<std::thread> rows(8);
-    for (std::thread &row : rows) {
+    for (std::thread &row : rows)
         row = std::thread(useRecords, RECORDS_PER_ROW);
-    }
-    for (std::thread &row : rows) {
+    for (std::thread &row : rows)
         row.join();
-    }
     EXPECT_EQ(count("fd"), first + (1 + 8 * RECORDS_PER_ROW) * perRecord);
     EXPECT_EQ(count("task"), threads);
     EXPECT_LE(perRecord, 4); // both ends of the job, the termination pipe and its client's end

@@ -20,9 +20,8 @@ const std::string usage = readFile(fs::path(PROJECT_FOLDER) / "docs" / "usage.md
 Lines linesOf(const std::string &text) {
     Lines lines;
     std::istringstream stream(text);
-    for (std::string line; std::getline(stream, line);) {
+    for (std::string line; std::getline(stream, line);)
         lines.push_back(line);
-    }
     return lines;
 }
 
@@ -49,14 +48,11 @@ std::string withPlaceholders(const std::string &text) {
 // Whether the line reads as the pattern, in which <> stands for any text.
 bool lineMatches(const std::string &pattern, const std::string &line) {
     const std::size_t gap = pattern.find("<>");
-    if (gap == std::string::npos || line.compare(0, gap, pattern, 0, gap) != 0) {
+    if (gap == std::string::npos || line.compare(0, gap, pattern, 0, gap) != 0)
         return pattern == line;
-    }
-    for (std::size_t at = gap; at <= line.size(); ++at) {
-        if (lineMatches(pattern.substr(gap + 2), line.substr(at))) {
+    for (std::size_t at = gap; at <= line.size(); ++at)
+        if (lineMatches(pattern.substr(gap + 2), line.substr(at)))
             return true;
-        }
-    }
     return false;
 }
 
@@ -64,9 +60,8 @@ using Position = Lines::const_iterator;
 
 // The same for lines, where ... stands for any lines.
 bool linesMatch(Position pattern, Position patternEnd, Position line, Position lineEnd) {
-    if (pattern == patternEnd) {
+    if (pattern == patternEnd)
         return line == lineEnd;
-    }
     if (*pattern == "...") {
         return linesMatch(pattern + 1, patternEnd, line, lineEnd) ||
                (line != lineEnd && linesMatch(pattern, patternEnd, line + 1, lineEnd));
@@ -99,9 +94,8 @@ Example exampleOf(const Lines &block, const std::string &root) {
     };
     const std::regex word("\"([^\"]*)\"|[^ ]+");
     const std::string &command = block.front();
-    for (std::sregex_iterator at(command.begin() + 2, command.end(), word), end; at != end; ++at) {
+    for (std::sregex_iterator at(command.begin() + 2, command.end(), word), end; at != end; ++at)
         example.arguments.push_back(inTree((*at)[1].matched ? at->str(1) : at->str()));
-    }
     example.arguments.erase(example.arguments.begin()); // the program
     for (auto line = block.begin() + 1; line + 1 != block.end(); ++line) {
         const bool isError = line->starts_with("2> ");
@@ -118,20 +112,18 @@ void layOut(const fs::path &root) {
     const std::vector<Lines> trees = blocks("tree");
     for (const std::string &line : trees.at(0)) {
         std::smatch entry;
-        if (!std::regex_match(line, entry, std::regex("(\\S+) +(\\S+) ?(.*)"))) {
+        if (!std::regex_match(line, entry, std::regex("(\\S+) +(\\S+) ?(.*)")))
             continue;
-        }
         std::string name = entry.str(1);
         std::replace(name.begin(), name.end(), '\\', '/');
-        if (entry[2] == "sample") {
+        if (entry[2] == "sample")
             placeProgram(SAMPLE_TOOL, root / name);
-        } else if (entry[2] == "text") {
+        else if (entry[2] == "text")
             writeFile(root / name, entry.str(3) + "\n");
-        } else if (entry[2] == "directory") {
+        else if (entry[2] == "directory")
             fs::create_directories(root / name);
-        } else {
+        else
             makeLink(root / name, std::regex_replace(entry.str(3), std::regex("^to "), ""));
-        }
     }
 }
 
@@ -156,9 +148,8 @@ TEST(Usage, ExamplesDoWhatTheySay) {
         } while (run->output().find("AssignProcessToJobObject(") != std::string::npos);
         EXPECT_EQ(status, example.status);
         expectLines(example.output, linesOf(run->output()), block.front().ends_with("-l all"));
-        if (!example.isOpen || !example.errors.empty()) {
+        if (!example.isOpen || !example.errors.empty())
             expectLines(example.errors, linesOf(run->errors()), false);
-        }
     }
 }
 
@@ -171,10 +162,8 @@ std::string lineOf(const std::string &statement) {
         const std::string text = at->str(1);
         if (text[0] == '"') {
             const std::regex literal("\"([^\"]*)\"");
-            for (std::sregex_iterator part(text.begin(), text.end(), literal); part != end;
-                 ++part) {
+            for (std::sregex_iterator part(text.begin(), text.end(), literal); part != end; ++part)
                 line += part->str(1);
-            }
         } else if (!text.starts_with("std::endl") && !text.starts_with("std::flush")) {
             line += "<>";
         }
@@ -207,10 +196,8 @@ TEST(Usage, TableHoldsEveryLineOfTheSources) {
                         (at->str(1) == "cerr" ? "standard error: " : "standard output: ") + line);
                 }
             }
-            for (std::sregex_iterator at(source.begin(), source.end(), debug), end; at != end;
-                 ++at) {
+            for (std::sregex_iterator at(source.begin(), source.end(), debug), end; at != end; ++at)
                 printed.insert("debug channel: " + at->str(1));
-            }
         }
     }
     EXPECT_GE(printed.size(), 25u);

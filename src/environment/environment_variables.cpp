@@ -14,17 +14,15 @@ void setEnvironmentVariable(const std::string &name, const std::string &value) {
 }
 
 void prependToVariable(const std::string &name, const std::string &value) {
-    if (value.empty()) {
+    if (value.empty())
         return;
-    }
     const std::string old = getEnvironmentVariable(name);
     setEnvironmentVariable(name, old.empty() ? value : value + ";" + old);
 }
 
 void appendToVariable(const std::string &name, const std::string &value) {
-    if (value.empty()) {
+    if (value.empty())
         return;
-    }
     const std::string old = getEnvironmentVariable(name);
     setEnvironmentVariable(name, old.empty() ? value : old + ";" + value);
 }

@@ -13,9 +13,8 @@ bool isMainTool(const std::string &toolName) {
 
 std::string joinCommandLine(const StartupCommand &startup) {
     std::string commandLine = startup.executablePath;
-    for (const std::string &argument : startup.arguments) {
+    for (const std::string &argument : startup.arguments)
         commandLine += " " + argument;
-    }
     return commandLine;
 }
 
@@ -29,23 +28,19 @@ StartupCommand buildStartupCommand(const std::string &toolName, const std::strin
     startup.executablePath =
         version.empty() ? launcherExecutablePath() : launcherExecutablePathOf(version);
     startup.arguments = {"-t", isSecondStage ? "zqStage" : toolName};
-    if (requestUser && !suppressUser) {
+    if (requestUser && !suppressUser)
         startup.arguments.insert(startup.arguments.end(), {"-u", "1000"});
-    }
-    if (!toolPath.empty()) {
+    if (!toolPath.empty())
         startup.arguments.insert(startup.arguments.end(), {"-b", "\"" + toolPath + "\""});
-    }
-    if (isSecondStage) {
+    if (isSecondStage)
         startup.arguments.insert(startup.arguments.end(), {"-a", "\"-n 1\""});
-    }
     return startup;
 }
 
 void runStartupTool(const std::string &toolName, const std::string &version, bool noStartup,
                     std::int32_t userId) {
-    if (noStartup || userId == -1 || !isMainTool(toolName)) {
+    if (noStartup || userId == -1 || !isMainTool(toolName))
         return;
-    }
     const StartupCommand startup = buildStartupCommand("zqPrelude", version, false, false, "");
     // The linked token: the start-up tool runs with the user's full rights.
     const auto info = ProcessHandling::startProcess("C:\\Windows\\system32\\cmd.exe",

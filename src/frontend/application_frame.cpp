@@ -33,13 +33,12 @@ void ApplicationFrame::sortArguments(std::int32_t argc, const char *const *argv)
     bool own = true;
     for (std::int32_t index = 0; index < argc; ++index) {
         const std::string element = argv[index];
-        if (element == "--") {
+        if (element == "--")
             own = false;
-        } else if (own && element.find(qmlDebuggerArgument) == std::string::npos) {
+        else if (own && element.find(qmlDebuggerArgument) == std::string::npos)
             parserArguments.push_back(element);
-        } else {
+        else
             passThroughArguments.push_back(element);
-        }
     }
 }
 

@@ -44,15 +44,12 @@ struct Options {
 // clang-format on
 
 ListMode listModeOf(const std::string &word) {
-    if (word == "tools") {
+    if (word == "tools")
         return ListMode::Tools;
-    }
-    if (word == "addons") {
+    if (word == "addons")
         return ListMode::Addons;
-    }
-    if (word == "frameworks") {
+    if (word == "frameworks")
         return ListMode::Frameworks;
-    }
     return word == "all" ? ListMode::All : ListMode::None;
 }
 
@@ -84,9 +81,8 @@ std::int32_t runMode(LaunchOptions options) {
         options.outputRedirect = true;
         setEnvironmentVariable("ZQ_LOG_ENABLE_STDOUT", "1");
     }
-    if (options.ipcMode) {
+    if (options.ipcMode)
         return startIpcDaemon(options.outputRedirect);
-    }
     if (!options.shellMode && options.toolName.empty()) {
         std::cout << "ERROR: No toolname specified (and shell mode is disabled), bailing."
                   << std::endl;
@@ -104,9 +100,8 @@ std::int32_t runLauncher(const std::string &name, const std::string &version, st
     LaunchOptions values;
     try {
         options.emplace(frame.cmdLine);
-        if (frame.parseCommandLine() == ParseVersionPrinted) {
+        if (frame.parseCommandLine() == ParseVersionPrinted)
             return 0;
-        }
         establishInstallRoot(options->installRoot.isSet()
                                  ? std::optional(options->installRoot.getValue())
                                  : std::nullopt);

@@ -68,13 +68,11 @@ bool testFramework(const FrameworkPaths &paths) {
 }
 
 void settleFrameworkVersion(LaunchOptions &options, const ToolLocation &toolLocation) {
-    if (!options.shellMode && options.frameworkVersion.empty()) {
+    if (!options.shellMode && options.frameworkVersion.empty())
         options.frameworkVersion = readQtInfo(toolLocation.directory);
-    }
     options.frameworkVersion = cleanVersionText(options.frameworkVersion);
-    if (options.frameworkVersion.empty()) {
+    if (options.frameworkVersion.empty())
         options.frameworkVersion = "current";
-    }
 }
 
 void setShellPrompt(const LaunchOptions &options) {
@@ -83,12 +81,10 @@ void setShellPrompt(const LaunchOptions &options) {
 }
 
 std::vector<std::string> makeArguments(const LaunchOptions &options) {
-    if (!options.shellMode) {
+    if (!options.shellMode)
         return splitArguments(options.toolArguments);
-    }
-    if (options.shellCommand.empty()) {
+    if (options.shellCommand.empty())
         return {};
-    }
     return {"/K", options.shellCommand};
 }
 
@@ -97,9 +93,8 @@ std::int32_t runTool(const LaunchOptions &options, const ToolLocation &toolLocat
     const auto info = ProcessHandling::startProcess(toolLocation.executable, makeArguments(options),
                                                     options.userId, options.outputRedirect, false,
                                                     options.toolName, false, useLinkedToken, true);
-    if (info->result != 0) {
+    if (info->result != 0)
         return 1;
-    }
     ProcessHandling::waitForProcess(info);
     return info->result;
 }
@@ -108,9 +103,8 @@ std::int32_t runTool(const LaunchOptions &options, const ToolLocation &toolLocat
 
 std::string readQtInfo(const std::string &directory) {
     std::FILE *file = ::_fsopen((directory + "\\.qtinfo").c_str(), "r", _SH_DENYNO);
-    if (file == nullptr) {
+    if (file == nullptr)
         return "";
-    }
     const ScopeGuard closeFile([file] { std::fclose(file); });
     std::string line;
     char chunk[4096];
@@ -120,9 +114,8 @@ std::string readQtInfo(const std::string &directory) {
             return character == '\n' || character == '\0';
         });
         line.append(chunk, static_cast<std::size_t>(end - chunk));
-        if (end != chunk + size) {
+        if (end != chunk + size)
             break;
-        }
     }
     return line;
 }
@@ -137,31 +130,26 @@ std::string cleanVersionText(std::string text) {
 std::vector<std::string> splitArguments(const std::string &text) {
     std::vector<std::string> arguments;
     std::istringstream stream(text);
-    for (std::string piece; std::getline(stream, piece, ' ');) {
-        if (!piece.empty()) {
+    for (std::string piece; std::getline(stream, piece, ' ');)
+        if (!piece.empty())
             arguments.push_back(piece);
-        }
-    }
     return arguments;
 }
 
 std::int32_t launchTool(LaunchOptions &options) {
     const ToolLocation toolLocation =
         options.shellMode ? locateShell(options) : locateTool(options);
-    if (!options.shellMode && !testTool(toolLocation)) {
+    if (!options.shellMode && !testTool(toolLocation))
         return 1;
-    }
     settleFrameworkVersion(options, toolLocation);
     setVersionVariables(options.frameworkVersion, options.toolVersion);
 
     const FrameworkPaths paths = frameworkPaths(options.frameworkVersion);
-    if (!testFramework(paths)) {
+    if (!testFramework(paths))
         return 1;
-    }
     setToolVariables(toolLocation.directory, options.frameworkVersion, paths);
-    if (options.shellMode) {
+    if (options.shellMode)
         setShellPrompt(options);
-    }
     appendSharedDirectories();
 
     runStartupTool(options.toolName, options.toolVersion, options.noStartup, options.userId);

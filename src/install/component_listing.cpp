@@ -21,21 +21,18 @@ CurrentPointerState reportPointerOf(const std::string &directory, std::size_t li
 void listVersions(const std::string &root) {
     const std::vector<std::string> versions = listDirectories(root);
     reportPointerOf(root, versions.size());
-    for (const std::string &version : versions) {
+    for (const std::string &version : versions)
         std::cout << "* " << version << std::endl;
-    }
 }
 
 void listPackage(const std::string &addon, const std::string &package) {
     std::cout << "    " << package << ": "; // the report goes on in this line
     const std::string directory = addonsRoot() + "\\" + addon + "\\" + package;
     const std::vector<std::string> versions = listDirectories(directory);
-    if (reportPointerOf(directory, versions.size()) == CurrentValid) {
+    if (reportPointerOf(directory, versions.size()) == CurrentValid)
         std::cout << std::endl;
-    }
-    for (const std::string &version : versions) {
+    for (const std::string &version : versions)
         std::cout << "        * " << version << std::endl;
-    }
 }
 
 } // namespace
@@ -56,20 +53,16 @@ void listAddons() {
     }
     for (const std::string &addon : addons) {
         std::cout << addon << ":" << std::endl;
-        for (const std::string &package : listDirectories(addonsRoot() + "\\" + addon)) {
+        for (const std::string &package : listDirectories(addonsRoot() + "\\" + addon))
             listPackage(addon, package);
-        }
     }
 }
 
 void listInstalled(ListMode mode) {
-    if (mode == ListMode::All || mode == ListMode::Tools) {
+    if (mode == ListMode::All || mode == ListMode::Tools)
         listTools();
-    }
-    if (mode == ListMode::All || mode == ListMode::Addons) {
+    if (mode == ListMode::All || mode == ListMode::Addons)
         listAddons();
-    }
-    if (mode == ListMode::All || mode == ListMode::Frameworks) {
+    if (mode == ListMode::All || mode == ListMode::Frameworks)
         listFrameworks();
-    }
 }

@@ -21,12 +21,10 @@ std::string qtDirectory(const std::string &version) {
 } // namespace
 
 std::string toolDirectory(const std::string &toolName, const std::string &version) {
-    if (isSnapLayout()) {
+    if (isSnapLayout())
         return snapRoot + "/current/bin";
-    }
-    if (version == "current") {
+    if (version == "current")
         return currentToolDirectory() + "\\" + toolName;
-    }
     return toolsRoot() + "\\" + version + "\\" + toolName;
 }
 
@@ -35,9 +33,8 @@ std::string toolExecutablePath(const std::string &toolName, const std::string &v
 }
 
 std::string frameworkDirectory(const std::string &version) {
-    if (version == "current") {
+    if (version == "current")
         return currentFrameworkDirectory();
-    }
     return frameworksRoot() + "\\" + version;
 }
 

@@ -8,13 +8,11 @@
 CurrentPointerState readCurrentPointer(const std::string &path, std::string &version) {
     // No test for existence comes before this one: a missing entry counts as a link here and ends
     // as CurrentMissing below, like a link whose target has gone.
-    if (!hasReparseAttribute(path)) {
+    if (!hasReparseAttribute(path))
         return CurrentNotLink;
-    }
     const std::string target = resolveFinalPath(path);
-    if (target.empty()) {
+    if (target.empty())
         return CurrentMissing;
-    }
     if (!isDirectory(target)) {
         version = target;
         return CurrentTargetNotDirectory;
@@ -58,8 +56,7 @@ std::string currentToolDirectory() {
 std::string currentFrameworkDirectory() {
     const std::string pointer = frameworksRoot() + "\\current";
     std::string version;
-    if (readCurrentPointer(pointer, version) != CurrentValid) {
+    if (readCurrentPointer(pointer, version) != CurrentValid)
         return pointer;
-    }
     return frameworksRoot() + "\\" + version;
 }

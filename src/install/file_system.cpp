@@ -46,9 +46,8 @@ bool fileExists(const std::string &path) {
 
 std::string ownModulePath() {
     char buffer[MAX_PATH] = {};
-    if (::GetModuleFileNameA(nullptr, buffer, MAX_PATH) == 0) {
+    if (::GetModuleFileNameA(nullptr, buffer, MAX_PATH) == 0)
         return "";
-    }
     return std::string(buffer, std::find(buffer, buffer + MAX_PATH, '\0'));
 }
 
@@ -69,16 +68,14 @@ bool hasReparseAttribute(const std::string &path) {
 std::string resolveFinalPath(const std::string &path) {
     const HANDLE file = ::CreateFileW(widen(path).c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr,
                                       OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr);
-    if (file == INVALID_HANDLE_VALUE) {
+    if (file == INVALID_HANDLE_VALUE)
         return "";
-    }
     const ScopeGuard closeFile([file] { ::CloseHandle(file); });
     WCHAR buffer[finalPathLimit];
     const DWORD length = ::GetFinalPathNameByHandleW(file, buffer, finalPathLimit,
                                                      FILE_NAME_NORMALIZED | VOLUME_NAME_DOS);
-    if (length <= finalPathPrefixLength || length >= finalPathLimit) {
+    if (length <= finalPathPrefixLength || length >= finalPathLimit)
         return "";
-    }
     return narrow(buffer + finalPathPrefixLength, length - finalPathPrefixLength);
 }
 
@@ -91,21 +88,18 @@ std::string linkTargetName(const std::string &path) {
 std::vector<std::string> listDirectories(const std::string &path) {
     WCHAR fullPath[MAX_PATH];
     const DWORD length = ::GetFullPathNameW(widen(path).c_str(), MAX_PATH, fullPath, nullptr);
-    if (length == 0 || length >= MAX_PATH) {
+    if (length == 0 || length >= MAX_PATH)
         return {};
-    }
     const std::basic_string<WCHAR> pattern = fullPath + widen("\\*");
     WIN32_FIND_DATAW entry;
     const HANDLE search = ::FindFirstFileW(pattern.c_str(), &entry);
-    if (search == INVALID_HANDLE_VALUE) {
+    if (search == INVALID_HANDLE_VALUE)
         return {};
-    }
     const ScopeGuard closeSearch([search] { ::FindClose(search); });
     std::vector<std::string> names;
     do {
-        if (isPlainSubdirectory(entry)) {
+        if (isPlainSubdirectory(entry))
             names.push_back(terminatedText(entry.cFileName));
-        }
     } while (::FindNextFileW(search, &entry) != 0);
     return names;
 }

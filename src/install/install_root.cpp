@@ -13,9 +13,8 @@ std::string rootOfExecutable(const std::string &path) {
     std::size_t position = path.size();
     for (int level = 0; level < executableDepth; ++level) {
         position = position == 0 ? std::string::npos : path.rfind('\\', position - 1);
-        if (position == std::string::npos) {
+        if (position == std::string::npos)
             return "";
-        }
     }
     return path.substr(0, position);
 }
@@ -27,24 +26,20 @@ void establishInstallRoot(const std::optional<std::string> &option) {
         setEnvironmentVariable("ZQ_INSTALL_ROOT", *option);
         return;
     }
-    if (!getEnvironmentVariable("ZQ_INSTALL_ROOT").empty()) {
+    if (!getEnvironmentVariable("ZQ_INSTALL_ROOT").empty())
         return;
-    }
     const std::string root = rootOfExecutable(ownModulePath());
-    if (!root.empty()) {
+    if (!root.empty())
         setEnvironmentVariable("ZQ_INSTALL_ROOT", root);
-    }
 }
 
 std::string installRoot() {
     static std::string fixedDefault;
-    if (!fixedDefault.empty()) {
+    if (!fixedDefault.empty())
         return fixedDefault;
-    }
     const std::string root = getEnvironmentVariable("ZQ_INSTALL_ROOT");
-    if (!root.empty()) {
+    if (!root.empty())
         return root;
-    }
     fixedDefault = getEnvironmentVariable("LARKSTONE_PATH_PREFIX") + "C:\\ZQClient";
     return fixedDefault;
 }

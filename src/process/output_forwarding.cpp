@@ -18,9 +18,8 @@ using Chunk = std::array<char, 4096>;
 // without data it would block for good.
 DWORD readChunk(HANDLE pipe, Chunk &chunk) {
     DWORD available = 0;
-    if (::PeekNamedPipe(pipe, nullptr, 0, nullptr, &available, nullptr) == 0 || available == 0) {
+    if (::PeekNamedPipe(pipe, nullptr, 0, nullptr, &available, nullptr) == 0 || available == 0)
         return 0;
-    }
     DWORD read = 0;
     const BOOL done =
         ::ReadFile(pipe, chunk.data(), static_cast<DWORD>(chunk.size()), &read, nullptr);
@@ -42,9 +41,8 @@ void writeToStandardOutput(const char *text, DWORD size) {
 
 void forwardOutput(std::weak_ptr<ProcessInfo> process) {
     const std::shared_ptr<ProcessInfo> info = process.lock();
-    if (info == nullptr || !info->redirectOutput || info->finished) {
+    if (info == nullptr || !info->redirectOutput || info->finished)
         return;
-    }
     do {
         std::this_thread::sleep_for(passPause);
         Chunk chunk = {};

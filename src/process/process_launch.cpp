@@ -53,18 +53,14 @@ std::basic_string<WCHAR> composeCommandLine(const ProcessInfo &info) {
 
 DWORD makeCreationFlags(const ProcessInfo &info, bool inUserSession, bool useJob) {
     DWORD flags = CREATE_SUSPENDED;
-    if (info.newConsole) {
+    if (info.newConsole)
         flags |= CREATE_NEW_CONSOLE;
-    }
-    if (inUserSession) {
+    if (inUserSession)
         flags |= CREATE_UNICODE_ENVIRONMENT;
-    }
-    if (!useJob) {
+    if (!useJob)
         flags |= CREATE_BREAKAWAY_FROM_JOB;
-    }
-    if (inUserSession && info.hideWindow) {
+    if (inUserSession && info.hideWindow)
         flags |= CREATE_NO_WINDOW;
-    }
     return flags;
 }
 
@@ -76,9 +72,8 @@ void closeToken(HANDLE &token) {
 }
 
 void releaseUserSession(UserSession &session) {
-    if (session.environment != nullptr) {
+    if (session.environment != nullptr)
         ::DestroyEnvironmentBlock(session.environment);
-    }
     closeToken(session.linkedToken);
     closeToken(session.userToken);
 }
@@ -88,9 +83,8 @@ bool queryUserToken(HANDLE &token) {
     token = nullptr;
     const BOOL granted = ::WTSQueryUserToken(sessionId, &token);
     const DWORD error = ::GetLastError();
-    if (error != ERROR_SUCCESS) {
+    if (error != ERROR_SUCCESS)
         std::cout << "WTSQueryUserToken" << granted << error << std::endl;
-    }
     return granted != 0;
 }
 
@@ -99,9 +93,8 @@ bool queryLinkedToken(HANDLE userToken, HANDLE &linkedToken) {
     DWORD size = 0;
     ::GetTokenInformation(userToken, TokenLinkedToken, nullptr, 0, &size);
     std::vector<std::byte> buffer(size);
-    if (::GetTokenInformation(userToken, TokenLinkedToken, buffer.data(), size, &size) == 0) {
+    if (::GetTokenInformation(userToken, TokenLinkedToken, buffer.data(), size, &size) == 0)
         return false;
-    }
     linkedToken = reinterpret_cast<const TOKEN_LINKED_TOKEN *>(buffer.data())->LinkedToken;
     return true;
 }
@@ -112,9 +105,8 @@ void waitForUserToken(UserSession &session, bool useLinkedToken) {
         if (queryUserToken(session.userToken)) {
             const bool linked =
                 useLinkedToken && queryLinkedToken(session.userToken, session.linkedToken);
-            if ((linked ? session.linkedToken : session.userToken) != nullptr) {
+            if ((linked ? session.linkedToken : session.userToken) != nullptr)
                 return;
-            }
             closeToken(session.userToken);
         }
         ::Sleep(sessionRetryPauseMs);
@@ -134,18 +126,16 @@ Creation createInUserSession(ProcessInfo &info, UserSession &session, bool useLi
     }
     if (::CreateProcessAsUserW(session.tokenToUse(), nullptr, commandLine.data(), nullptr, nullptr,
                                info.redirectOutput, flags, session.environment, nullptr, &startup,
-                               &info.winProcInfo) == 0) {
+                               &info.winProcInfo) == 0)
         return {1, ::GetLastError()};
-    }
     return {};
 }
 
 Creation createDirectly(ProcessInfo &info, DWORD flags, std::basic_string<WCHAR> &commandLine,
                         STARTUPINFOW startup) {
     if (::CreateProcessW(nullptr, commandLine.data(), nullptr, nullptr, info.redirectOutput, flags,
-                         nullptr, nullptr, &startup, &info.winProcInfo) == 0) {
+                         nullptr, nullptr, &startup, &info.winProcInfo) == 0)
         return {1, ::GetLastError()};
-    }
     return {};
 }
 
@@ -160,9 +150,8 @@ std::string systemText(DWORD code) {
     const DWORD length = ::FormatMessageW(
         FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_IGNORE_INSERTS | FORMAT_MESSAGE_FROM_SYSTEM,
         nullptr, code, neutralLanguage, reinterpret_cast<LPWSTR>(&buffer), 0, nullptr);
-    if (length == 0) {
+    if (length == 0)
         return "";
-    }
     std::string text = narrow(buffer, length);
     ::LocalFree(buffer);
     text.erase(text.find_last_not_of("\r\n") + 1);
@@ -187,9 +176,8 @@ void reportFailedCreation(DWORD error, const std::basic_string<WCHAR> &commandLi
 }
 
 void waitForTerminationPipe(const TerminationPipe &pipe) {
-    while (!pipe.pipeReady) {
+    while (!pipe.pipeReady)
         ::Sleep(pipePollPauseMs);
-    }
 }
 
 // Resumed before it is assigned: this order is part of what callers know of a launch. A process
@@ -232,13 +220,11 @@ std::int32_t launchProcess(std::shared_ptr<ProcessInfo> info, bool inUserSession
         reportFailedCreation(creation.error, commandLine);
     } else {
         waitForTerminationPipe(*info->terminationPipe);
-        if (!resumeInJob(*info, useJob)) {
+        if (!resumeInJob(*info, useJob))
             return 1;
-        }
     }
-    if (inUserSession && ::SetConsoleMode(info->hProcess, ENABLE_PROCESSED_OUTPUT) == 0) {
+    if (inUserSession && ::SetConsoleMode(info->hProcess, ENABLE_PROCESSED_OUTPUT) == 0)
         std::cout << "Cannot set ENABLE_PROCESSED_OUTPUT" << std::endl;
-    }
     return creation.status;
 }
 

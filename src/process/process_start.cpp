@@ -47,9 +47,8 @@ bool makeJob(ProcessInfo &info) {
 
 std::string joinArguments(const std::vector<std::string> &arguments) {
     std::string joined;
-    for (const std::string &argument : arguments) {
+    for (const std::string &argument : arguments)
         joined += " " + argument;
-    }
     return joined;
 }
 
@@ -63,9 +62,8 @@ std::shared_ptr<ProcessInfo> startProcess(const std::string &command,
     auto info = std::make_shared<ProcessInfo>();
     info->name = name;
     std::atomic_store(&currentProcessInfo(), info);
-    if (redirectOutput) {
+    if (redirectOutput)
         makeStandardPipes(*info);
-    }
     if (!makeJob(*info)) {
         info->result = 1;
         return info;

@@ -20,9 +20,8 @@ void joinAndRelease(std::thread *&thread) {
 // Opens the pipe's name as a client would, which ends the wait for one; nothing is deleted. The
 // pipe must be there first: after a failed creation nobody has waited for it yet.
 void releasePipe(TerminationPipe &pipe) {
-    while (!pipe.pipeReady) {
+    while (!pipe.pipeReady)
         ::Sleep(pipePollPauseMs);
-    }
     ::DeleteFileW(widen(pipe.pipeName).c_str());
     pipe.stopRequested.exchange(true);
 }
@@ -37,10 +36,8 @@ void closeAndClear(HANDLE &handle) {
 bool waitForProcess(std::shared_ptr<ProcessInfo> info) {
     while (::WaitForSingleObject(info->winProcInfo.hProcess, waitPauseMs) != WAIT_OBJECT_0) {
         MSG message;
-        if (::PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE) != 0 &&
-            message.message == WM_CLOSE) {
+        if (::PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE) != 0 && message.message == WM_CLOSE)
             info->terminationPipe->terminateRequested.exchange(true);
-        }
     }
     DWORD exitCode = 0;
     ::GetExitCodeProcess(info->winProcInfo.hProcess, &exitCode);
@@ -52,9 +49,8 @@ bool waitForProcess(std::shared_ptr<ProcessInfo> info) {
 void closeProcess(std::shared_ptr<ProcessInfo> info) {
     info->finished = true;
     joinAndRelease(info->outputThread);
-    if (info->terminationPipe != nullptr) {
+    if (info->terminationPipe != nullptr)
         releasePipe(*info->terminationPipe);
-    }
     // The thread reads the pipe's flags until it ends, so the pipe goes after the join.
     joinAndRelease(info->terminationThread);
     delete info->terminationPipe;

@@ -26,9 +26,8 @@ bool waitForClient(HANDLE handle) {
 // Gives false if the thread is to end without sending.
 bool waitForTerminateRequest(const TerminationPipe &pipe) {
     while (!pipe.stopRequested) {
-        if (pipe.terminateRequested) {
+        if (pipe.terminateRequested)
             return true;
-        }
         ::Sleep(flagPollPauseMs);
     }
     return false;
@@ -36,11 +35,10 @@ bool waitForTerminateRequest(const TerminationPipe &pipe) {
 
 void sendWord(HANDLE handle) {
     DWORD written = 0;
-    if (::WriteFile(handle, terminationWord, sizeof(terminationWord), &written, nullptr) == TRUE) {
+    if (::WriteFile(handle, terminationWord, sizeof(terminationWord), &written, nullptr) == TRUE)
         ::DisconnectNamedPipe(handle);
-    } else {
+    else
         ::OutputDebugStringW(widen("Write to pipe faile.").c_str());
-    }
     ::CloseHandle(handle);
 }
 
@@ -61,9 +59,8 @@ void servePipe(TerminationPipe &pipe) {
             return;
         }
         // The handle stays open then, so that a process which is still connected sees no break.
-        if (!waitForTerminateRequest(pipe)) {
+        if (!waitForTerminateRequest(pipe))
             return;
-        }
         sendWord(handle);
     }
     ::Sleep(closingPauseMs);

@@ -52,9 +52,8 @@ void makeReport(const Report &report, const std::string &routine) {
     status.dwWin32ExitCode = g_ServiceContext->exitCode;
     status.dwCheckPoint = report.checkPoint;
     g_ServiceState = report.state;
-    if (::SetServiceStatus(g_ServiceStatusHandle, &status) == 0) {
+    if (::SetServiceStatus(g_ServiceStatusHandle, &status) == 0)
         debugMessage(routine, "SetServiceStatus returned error");
-    }
 }
 
 void makeReport(const Report &report) {
@@ -84,18 +83,16 @@ DWORD WINAPI ServiceWorkerThread(LPVOID argument) {
 // Ends when the run is over or a stop was asked for.
 DWORD WINAPI ServiceStopWatchThread(LPVOID argument) {
     const auto *context = static_cast<const ServiceContext *>(argument);
-    while (!context->done && ::WaitForSingleObject(g_ServiceStopEvent, 0) != WAIT_OBJECT_0) {
+    while (!context->done && ::WaitForSingleObject(g_ServiceStopEvent, 0) != WAIT_OBJECT_0)
         ::Sleep(stopPollPauseMs);
-    }
     return 0;
 }
 
 // Waits for the first creation attempt of the run. False if the run has ended without one.
 bool waitForLaunch() {
     while (!ProcessHandling::isLaunchDone()) {
-        if (g_ServiceContext->done) {
+        if (g_ServiceContext->done)
             return ProcessHandling::isLaunchDone(); // made since it was last asked for
-        }
         ::Sleep(launchPollPauseMs);
     }
     return true;
@@ -115,9 +112,8 @@ void watchForStop() {
 // The event is closed when no handler can reach it any more: either none can begin from here on,
 // or the one that has begun is given the time to raise it.
 void closeStopEvent() {
-    if (!leaveRunning(SERVICE_STOPPED)) {
+    if (!leaveRunning(SERVICE_STOPPED))
         ::WaitForSingleObject(g_ServiceStopEvent, stopPollPauseMs);
-    }
     ::CloseHandle(g_ServiceStopEvent);
 }
 

@@ -30,9 +30,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
 
     ApplicationFrame frame("zqLauncher", "1", static_cast<std::int32_t>(argv.size()), argv.data());
     if (frame.parserArguments.size() + frame.passThroughArguments.size() + separators !=
-        elements.size()) {
+        elements.size())
         std::abort();
-    }
     frame.cmdLine.setExceptionHandling(false); // the parser would end the process
     const TCLAP::ValueArg<std::string> text("t", "tool", "", false, "", "text", frame.cmdLine);
     const TCLAP::ValueArg<int> number("u", "user", "", false, -1, "number", frame.cmdLine);

@@ -8,24 +8,19 @@
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size) {
     const std::string text(reinterpret_cast<const char *>(data), size);
     std::size_t length = 0;
-    for (const std::string &argument : host::splitCommandLine(text)) {
+    for (const std::string &argument : host::splitCommandLine(text))
         length += argument.size();
-    }
-    if (length > size) {
+    if (length > size)
         std::abort();
-    }
     std::string commandLine = text, program;
-    if (host::findProgram(commandLine, program) == 0 && program.empty()) {
+    if (host::findProgram(commandLine, program) == 0 && program.empty())
         std::abort();
-    }
     const std::u16string wide = host::toWide(text);
-    if (host::toWide(host::toUtf8(wide)) != wide) {
+    if (host::toWide(host::toUtf8(wide)) != wide)
         std::abort();
-    }
     const std::string path = host::toHost(wide.c_str());
     if (!path.empty() && path.front() == '/' &&
-        host::toHost(host::toWide(host::toGuest(path)).c_str()) != path) {
+        host::toHost(host::toWide(host::toGuest(path)).c_str()) != path)
         std::abort();
-    }
     return 0;
 }

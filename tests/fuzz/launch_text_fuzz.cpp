@@ -11,9 +11,8 @@
 namespace {
 
 void expect(bool condition) {
-    if (!condition) {
+    if (!condition)
         std::abort();
-    }
 }
 
 // A folder of this process that holds the file being read.

@@ -20,12 +20,11 @@ std::string takeProgram(std::string_view &text) {
     std::string program;
     bool quoted = false;
     std::size_t at = 0;
-    for (; at < text.size() && (quoted || blanks.find(text[at]) == text.npos); ++at) {
+    for (; at < text.size() && (quoted || blanks.find(text[at]) == text.npos); ++at)
         if (text[at] == '"')
             quoted = !quoted;
         else
             program += text[at];
-    }
     text.remove_prefix(at);
     return program;
 }

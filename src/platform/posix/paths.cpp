@@ -94,7 +94,8 @@ char32_t takePoint(std::string_view &text) {
         whole = (byteAt(at) & 0xC0) == 0x80;
         point = (point << 6) | (byteAt(at) & 0x3F);
     }
-    whole = whole && point <= 0x10FFFF;
+    constexpr char32_t least[] = {0, 0, 0x80, 0x800, 0x10000}; // by the length
+    whole = whole && point >= least[length] && point <= 0x10FFFF;
     text.remove_prefix(whole ? length : 1);
     return whole ? point : first;
 }
