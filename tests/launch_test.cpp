@@ -204,10 +204,11 @@ TEST_F(LaunchTest, ForwardsOutputByteForByteWhileTheToolRuns) {
     std::vector<Case> cases{{"", ""}, {"print=a sleep=1000 print=b sleep=1000 print=c", "abc"}};
     for (const std::size_t size : {4096u, 4097u, 65536u})
         cases.push_back({"bytes=" + std::to_string(size), probeBytes(size)});
-    for (const auto &[orders, written] : cases) {
+    for (const Case &each : cases) {
+        const std::string &written = each.written;
         const std::filesystem::path go = folder / ("go" + std::to_string(written.size()));
         LauncherRun run(folder, start({"-o", "-t", "zqStage", "-a",
-                                       orders + " await=" + go.generic_string() + " exit=4"}));
+                                       each.orders + " await=" + go.generic_string() + " exit=4"}));
         EXPECT_TRUE(waitUntil([&] { return run.rawOutput().size() >= written.size(); }));
         writeFile(go, "");
         EXPECT_EQ(run.wait(), 4u);
