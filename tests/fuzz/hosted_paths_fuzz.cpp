@@ -4,6 +4,17 @@
 #include <cstdint>
 #include <cstdlib>
 
+namespace {
+
+// The folder that is a drive gains a separator on its way.
+std::string withoutEnd(std::string path) {
+    while (path.ends_with('/'))
+        path.pop_back();
+    return path;
+}
+
+} // namespace
+
 // Any bytes, as a command line and as a path of the stand-in.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size) {
     const std::string text(reinterpret_cast<const char *>(data), size);
@@ -20,7 +31,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
         std::abort();
     const std::string path = host::toHost(wide.c_str());
     if (!path.empty() && path.front() == '/' &&
-        host::toHost(host::toWide(host::toGuest(path)).c_str()) != path)
+        withoutEnd(host::toHost(host::toWide(host::toGuest(path)).c_str())) != withoutEnd(path))
         std::abort();
     return 0;
 }
