@@ -5,6 +5,7 @@
 #include "support/launch_fixture.h"
 
 #include <algorithm>
+#include <functional>
 #include <thread>
 
 using namespace testing_support;
@@ -22,8 +23,9 @@ protected:
 };
 
 // Runs the launcher on a thread of its own, asks it twice to close, and gives its status.
-std::int32_t runAndClose(const std::string &root, const std::string &tool,
-                         const std::string &arguments) {
+std::int32_t runAndClose(
+    const std::string &root, const std::string &tool, const std::string &arguments,
+    const std::function<void()> &beforeClosing = [] {}) {
     std::atomic<DWORD> launchThread = 0;
     std::int32_t status = -1;
     std::thread launch([&] {
@@ -38,6 +40,7 @@ std::int32_t runAndClose(const std::string &root, const std::string &tool,
     }));
     EXPECT_TRUE(isLaunchDone());
     EXPECT_FALSE(isLaunchFailed());
+    beforeClosing();
     ::PostThreadMessageW(launchThread, WM_CLOSE, 0, 0);
     ::PostThreadMessageW(launchThread, WM_CLOSE, 0, 0);
     launch.join();
@@ -46,7 +49,11 @@ std::int32_t runAndClose(const std::string &root, const std::string &tool,
 
 TEST_F(Process, WmCloseSendsTheWordAndTheToolsCodeComesBack) {
     const std::string word = (folder / "word").generic_string();
-    EXPECT_EQ(runAndClose(root, "zqStage", "word=" + word + " exit=9"), 9);
+    const auto expectNoWord = [&] { // after longer than the queue and the request are polled
+        std::this_thread::sleep_for(std::chrono::milliseconds(2500));
+        EXPECT_FALSE(std::filesystem::exists(word)) << "another message asks for nothing";
+    };
+    EXPECT_EQ(runAndClose(root, "zqStage", "word=" + word + " exit=9", expectNoWord), 9);
     EXPECT_EQ(readFile(word), std::string("zqEnd!\0", 7));
 }
 
