@@ -201,15 +201,12 @@ TEST_F(LaunchTest, ForwardsOutputByteForByteWhileTheToolRuns) {
     struct Case {
         std::string orders, written;
     };
-    std::vector<Case> cases{{"", ""},
-                            {"print=a sleep=1000 print=b sleep=1000 print=c", "abc"},
-                            // A chunk's last byte, which takes nothing of the next one along.
-                            {"edge", std::string(4095, 'a') + "b"}};
+    std::vector<Case> cases{{"", ""}, {"print=a sleep=1000 print=b sleep=1000 print=c", "abc"}};
     for (const std::size_t size : {4096u, 4097u, 65536u})
         cases.push_back({"bytes=" + std::to_string(size), probeBytes(size)});
     for (const Case &each : cases) {
         const std::string &written = each.written;
-        const std::filesystem::path go = folder / ("go" + std::to_string(&each - cases.data()));
+        const std::filesystem::path go = folder / ("go" + std::to_string(written.size()));
         LauncherRun run(folder, start({"-o", "-t", "zqStage", "-a",
                                        each.orders + " await=" + go.generic_string() + " exit=4"}));
         EXPECT_TRUE(waitUntil([&] { return run.rawOutput().size() >= written.size(); }));

@@ -58,7 +58,6 @@ int main(int argc, char **argv) {
         {"printerr", [](const auto &text) { std::cerr << text << std::flush; }},
         {"bytes", [](const auto &count) { print(probeBytes(std::stoul(count))); }},
         {"zero", [](const auto &) { print(std::string("ab\0cd", 5)); }},
-        {"edge", [](const auto &) { print(std::string(4095, 'a') + '\0' + 'b'); }},
         {"closeout", [](const auto &) { std::fclose(stdout); }},
         {"child",
          [&](const auto &file) {
