@@ -8,7 +8,7 @@
 // ZQ_FW_VERSION, then ZQ_TOOL_VERSION, as they stand.
 void setVersionVariables(const std::string &frameworkVersion, const std::string &toolVersion);
 
-// The paths of one framework version, computed once for a launch.
+// The paths of one framework version.
 struct FrameworkPaths {
     std::string library;
     std::string plugins;

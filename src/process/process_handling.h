@@ -10,7 +10,8 @@
 #include <vector>
 
 // Process supervision: starting a process in a job of its own, waiting for it, and ending what
-// belongs to the launch. startProcess, waitForProcess and closeProcess run on one thread.
+// belongs to the launch. startProcess, waitForProcess and closeProcess of one record run on one
+// thread.
 
 namespace ProcessHandling {
 
@@ -20,8 +21,9 @@ struct TerminationPipe;
 // read `result` only. The flags are shared between threads, each is set once.
 //
 // The record closes nothing. closeProcess closes the handles of winProcInfo and releases the two
-// threads and the termination pipe. ghJob and the ends of the anonymous pipes stay open until the
-// launcher's process ends: the closing of ghJob is what kills a process that is left behind.
+// threads and the termination pipe. ghJob, the ends of the anonymous pipes and the handle of a
+// termination pipe that sent nothing stay open until the launcher's process ends: the closing of
+// ghJob is what kills a process that is left behind.
 struct ProcessInfo {
     // 0 after a start, 1 or -1 after a failed one; after waitForProcess the exit code.
     std::int32_t result = 0;
@@ -71,7 +73,7 @@ bool waitForProcess(std::shared_ptr<ProcessInfo> info);
 void closeProcess(std::shared_ptr<ProcessInfo> info);
 
 // How far the latest startProcess has come; false as long as there was none. Safe on any thread.
-// Once isLaunchDone is true, isLaunchFailed of the same start tells its outcome.
+// Once isLaunchDone is true, isLaunchFailed tells the outcome, unless another start has begun.
 bool isLaunchDone();
 bool isLaunchFailed();
 

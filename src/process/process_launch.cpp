@@ -16,7 +16,7 @@ constexpr DWORD sessionRetryPauseMs = 1;
 constexpr DWORD pipePollPauseMs = 100;
 constexpr DWORD neutralLanguage = 0x400;
 
-// What a start in the console user's session needs; null for a direct one.
+// What a start in the console user's session needs; a direct one leaves it empty.
 struct UserSession {
     HANDLE userToken = nullptr;
     HANDLE linkedToken = nullptr;

@@ -15,22 +15,12 @@
 
 namespace {
 
-// The bits that Samba keeps in the attribute and that the host has nothing of its own for.
+// The bits that Wine keeps in the attribute and that the host has nothing of its own for.
 constexpr DWORD keptAttributeBits = 0x27;
 
-class File final : public host::Stream {
-public:
-    explicit File(host::Descriptor descriptor) : m_descriptor(std::move(descriptor)) {}
-
-    DWORD read(void *buffer, DWORD size, DWORD &count) override {
-        const ssize_t taken = ::read(m_descriptor.get(), buffer, size);
-        count = taken > 0 ? static_cast<DWORD>(taken) : 0;
-        return taken < 0 ? host::lastErrorOf(errno) : ERROR_SUCCESS;
-    }
-    int descriptor() const override { return m_descriptor.get(); }
-
-private:
-    host::Descriptor m_descriptor;
+struct File final : host::Object {
+    explicit File(host::Descriptor opened) : descriptor(std::move(opened)) {}
+    const host::Descriptor descriptor;
 };
 
 struct CloseDirectory {
@@ -187,7 +177,7 @@ DWORD GetFinalPathNameByHandleW(HANDLE file, LPWSTR buffer, DWORD size, DWORD fl
     if (flags != (FILE_NAME_NORMALIZED | VOLUME_NAME_DOS))
         return static_cast<DWORD>(host::outcome(ERROR_NOT_SUPPORTED));
     char path[PATH_MAX];
-    const std::string link = "/proc/self/fd/" + std::to_string(opened->descriptor());
+    const std::string link = "/proc/self/fd/" + std::to_string(opened->descriptor.get());
     const ssize_t length = ::readlink(link.c_str(), path, sizeof path);
     if (length < 0)
         return static_cast<DWORD>(host::outcome(host::lastErrorOf(errno)));

@@ -51,7 +51,8 @@ struct Plan {
     std::vector<char *> argumentPointers;
     std::vector<char *> environmentPointers;
     std::array<int, 3> standardStreams{STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO};
-    host::Descriptor nothing;
+    std::array<std::shared_ptr<host::Stream>, 3> inherited; // so that they stay open until then
+    host::Descriptor devNull;
     std::shared_ptr<host::Token> token;
     bool newSession = false;
 
@@ -61,11 +62,13 @@ struct Plan {
 DWORD InitialThread::resume() {
     if (!m_suspended.exchange(false))
         return 0;
+    if (::ptrace(PTRACE_DETACH, m_process->id(), nullptr, nullptr) != 0) {
+        SetLastError(host::lastErrorOf(errno));
+        m_suspended = true;
+        return static_cast<DWORD>(-1);
+    }
     m_tether.untie();
-    if (::ptrace(PTRACE_DETACH, m_process->id(), nullptr, nullptr) == 0)
-        return 1;
-    SetLastError(host::lastErrorOf(errno));
-    return static_cast<DWORD>(-1);
+    return 1;
 }
 
 bool isForChildren(const std::string &entry) {
@@ -95,13 +98,14 @@ std::vector<char *> pointersTo(std::vector<std::string> &texts) {
 
 // A handle that can't be inherited leaves its stream empty.
 void planStandardStreams(Plan &plan, const STARTUPINFOW &startup) {
-    plan.nothing = host::Descriptor(::open("/dev/null", O_RDWR | O_CLOEXEC));
+    plan.devNull = host::Descriptor(::open("/dev/null", O_RDWR | O_CLOEXEC));
     const HANDLE handles[] = {startup.hStdInput, startup.hStdOutput, startup.hStdError};
     for (std::size_t stream = 0; stream < std::size(handles); ++stream) {
         const auto object = std::dynamic_pointer_cast<host::Stream>(host::lookUp(handles[stream]));
         const bool usable =
             object && object->descriptor() >= 0 && host::isInheritable(handles[stream]);
-        plan.standardStreams[stream] = usable ? object->descriptor() : plan.nothing.get();
+        plan.standardStreams[stream] = usable ? object->descriptor() : plan.devNull.get();
+        plan.inherited[stream] = object;
     }
 }
 
@@ -124,8 +128,11 @@ DWORD makePlan(Plan &plan, LPCWSTR commandLine, BOOL inheritHandles, LPVOID envi
 bool takeStandardStreams(const Plan &plan) {
     // Copied out of the way first, as one may be the place of another.
     std::array<int, 3> copies{};
-    for (std::size_t stream = 0; stream < copies.size(); ++stream)
+    for (std::size_t stream = 0; stream < copies.size(); ++stream) {
         copies[stream] = ::fcntl(plan.standardStreams[stream], F_DUPFD_CLOEXEC, 3);
+        if (copies[stream] == -1)
+            return false;
+    }
     for (std::size_t stream = 0; stream < copies.size(); ++stream)
         if (::dup2(copies[stream], static_cast<int>(stream)) == -1)
             return false;
@@ -158,10 +165,10 @@ bool becomeUser(const host::User &user) {
 // over. No signal may come between but the one that tells of the program: a handler would run in
 // the wrong process, and a traced child would stop for a tracer that stands still.
 pid_t startTraced(const Plan &plan, const host::Tether &tether) {
-    sigset_t others, before;
-    sigfillset(&others);
-    sigdelset(&others, SIGTRAP);
-    ::pthread_sigmask(SIG_SETMASK, &others, &before);
+    sigset_t allButTrap, before;
+    sigfillset(&allButTrap);
+    sigdelset(&allButTrap, SIGTRAP);
+    ::pthread_sigmask(SIG_SETMASK, &allButTrap, &before);
     const pid_t child = ::vfork();
     if (child == 0)
         becomeProgram(plan, tether);
@@ -169,8 +176,13 @@ pid_t startTraced(const Plan &plan, const host::Tether &tether) {
     return child;
 }
 
+void killAndReap(pid_t child) {
+    ::kill(child, SIGKILL);
+    ::waitpid(child, nullptr, __WALL);
+}
+
 // Waits until the child is at its program's first instruction, and lets signals through to it from
-// there on. Gives 0, or the error number that it ended with before that, and has reaped it then.
+// there on. Gives 0, or the error number of what went wrong; the child is reaped then.
 int awaitProgram(pid_t child) {
     int status = 0;
     while (::waitpid(child, &status, __WALL) == -1)
@@ -180,8 +192,12 @@ int awaitProgram(pid_t child) {
         return WEXITSTATUS(status);
     if (WIFSIGNALED(status))
         return ECANCELED;
-    std::uint64_t none = 0;
-    ::ptrace(PTRACE_SETSIGMASK, child, reinterpret_cast<void *>(sizeof none), &none);
+    if (WSTOPSIG(status) != SIGTRAP) { // the host gave up amid loading the program
+        killAndReap(child);
+        return ENOEXEC;
+    }
+    std::uint64_t noSignals = 0;
+    ::ptrace(PTRACE_SETSIGMASK, child, reinterpret_cast<void *>(sizeof noSignals), &noSignals);
     return 0;
 }
 
@@ -207,8 +223,7 @@ DWORD startHeld(const Plan &plan, const host::Tether &tether,
     host::Descriptor descriptor(static_cast<int>(::syscall(SYS_pidfd_open, child, 0)));
     if (!descriptor) {
         const int hostError = errno;
-        ::kill(child, SIGKILL);
-        ::waitpid(child, nullptr, __WALL);
+        killAndReap(child);
         return host::lastErrorOf(hostError);
     }
     process = std::make_shared<host::Process>(child, std::move(descriptor));
@@ -248,8 +263,8 @@ DWORD host::Process::exitCode() {
     if (m_exitCode != STILL_ACTIVE)
         return m_exitCode;
     siginfo_t ended{};
-    const auto which = static_cast<id_t>(m_descriptor.get());
-    if (::waitid(P_PIDFD, which, &ended, WEXITED | WNOHANG) == 0 && ended.si_pid == m_id)
+    const auto pidfd = static_cast<id_t>(m_descriptor.get());
+    if (::waitid(P_PIDFD, pidfd, &ended, WEXITED | WNOHANG) == 0 && ended.si_pid == m_id)
         m_exitCode = static_cast<DWORD>(ended.si_status + (ended.si_code == CLD_EXITED ? 0 : 128));
     return m_exitCode;
 }

@@ -9,7 +9,8 @@
 
 namespace host {
 
-// A child, reaped once it has ended: when its exit code is asked for, or with this object.
+// A child. It is reaped when its exit code is asked for after its end, or with this object if it
+// has ended by then; one that goes on longer is left to whoever reaps this process.
 class Process final : public Object {
 public:
     Process(pid_t id, Descriptor descriptor) : m_id(id), m_descriptor(std::move(descriptor)) {}

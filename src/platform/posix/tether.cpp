@@ -2,6 +2,7 @@
 
 #include <sys/socket.h>
 
+#include <cerrno>
 #include <csignal>
 
 host::Tether::Tether() {
@@ -13,10 +14,16 @@ host::Tether::Tether() {
 }
 
 bool host::Tether::tie(pid_t process) const {
-    for (const Descriptor &end : m_ends)
+    for (const Descriptor &end : m_ends) {
         if (::fcntl(end.get(), F_SETOWN, process) != 0 ||
-            ::fcntl(end.get(), F_SETSIG, SIGKILL) != 0 || ::fcntl(end.get(), F_SETFL, O_ASYNC) != 0)
+            ::fcntl(end.get(), F_SETSIG, SIGKILL) != 0 ||
+            ::fcntl(end.get(), F_SETFL, O_ASYNC) != 0) {
+            const int hostError = errno;
+            untie(); // half tied, the process would be killed all the same
+            errno = hostError;
             return false;
+        }
+    }
     return true;
 }
 
