@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <list>
-#include <set>
 #include <sstream>
 
 using namespace testing_support;
@@ -114,14 +113,14 @@ const Row *findRow(const std::string &call, char letter) {
     return nullptr;
 }
 
-// A run, with one call failing or none.
+// A run, with the nth use of one call failing, or none.
 struct FaultRun {
     FaultRun(const TemporaryFolder &folder, LauncherStart start, bool asService,
-             const std::string &failing)
-        : call(failing), callLog(folder / ("calls" + failing)) {
+             const std::string &failing, int nth)
+        : call(failing), callLog(folder / ("calls" + failing + std::to_string(nth))) {
         start.environment["ZQHOST_CALL_LOG"] = callLog.string();
         if (!call.empty())
-            start.environment["ZQHOST_FAIL"] = call + ":5";
+            start.environment["ZQHOST_FAIL"] = call + ":5:" + std::to_string(nth);
         if (call == "LocalFree" || call == "DestroyEnvironmentBlock")
             start.environment["ASAN_OPTIONS"] = "detect_leaks=0"; // they can't but leak
         if (asService)
@@ -131,7 +130,8 @@ struct FaultRun {
     }
     LauncherRun &launcher() { return console ? *console : *manager->launcher(); }
     std::string calls() const { return readFile(callLog); }
-    bool hasEnded() {
+    // Sends the stop once it is due; true when the run has ended.
+    bool advance() {
         if (manager && !stopSent && calls().find("PeekMessageW") != std::string::npos) {
             manager->control(SERVICE_CONTROL_STOP);
             stopSent = true;
@@ -139,7 +139,7 @@ struct FaultRun {
         return !isRunning(launcher().pid());
     }
     int status() {
-        if (hasEnded())
+        if (advance())
             return static_cast<int>(launcher().wait());
         launcher().kill();
         return waits;
@@ -163,16 +163,29 @@ struct FaultRun {
 
 class Faults : public LaunchTest, public testing::WithParamInterface<Scenario> {
 protected:
-    FaultRun run(const std::string &call) const {
+    FaultRun run(const std::string &call, int nth) const {
         LauncherStart launch = start(GetParam().options);
         std::string &last = launch.arguments.back();
         if (const std::size_t at = last.find('%'); at != last.npos)
-            last.replace(at, 1, (folder / ("word" + call)).string());
+            last.replace(at, 1, (folder / ("word" + call + std::to_string(nth))).string());
         if (GetParam().letter == 'A') {
             launch.arguments = GetParam().options;
             launch.program = launcher;
         }
-        return {folder, launch, GetParam().letter == 'S', call};
+        return {folder, launch, GetParam().letter == 'S', call, nth};
+    }
+    // The runs in which the nth use of each call fails, ended but for those that are to wait.
+    std::list<FaultRun> runsWithout(const std::map<std::string, int> &calls, int nth) const {
+        std::list<FaultRun> runs;
+        for (const auto &[call, count] : calls)
+            if (count >= nth)
+                runs.push_back(run(call, nth));
+        const auto isAwaited = [](FaultRun &each) {
+            const Row *row = findRow(each.call, GetParam().letter);
+            return !each.advance() && (!row || row->statuses != std::vector{waits});
+        };
+        waitUntil([&] { return std::count_if(runs.begin(), runs.end(), isAwaited) == 0; });
+        return runs;
     }
 
     std::filesystem::path launcher = tree.addLauncher("7.2");
@@ -185,28 +198,21 @@ TEST_P(Faults, EachCallOfARunFailsOnce) {
     placeProgram(probeProgram(), daemon);
     writeFile(std::filesystem::path(daemon).replace_extension(".todo"), tool);
 
-    FaultRun usual = run("");
-    ASSERT_TRUE(waitUntil([&] { return usual.hasEnded(); }));
+    FaultRun usual = run("", 0);
+    ASSERT_TRUE(waitUntil([&] { return usual.advance(); }));
     ASSERT_EQ(usual.status(), GetParam().status);
     const std::string usualText = usual.text(false);
     std::istringstream log(usual.calls());
-    std::set<std::string> calls;
+    std::map<std::string, int> calls;
     for (std::string call; std::getline(log, call);)
-        calls.insert(call);
+        ++calls[call];
     for (const Row &row : table)
         EXPECT_TRUE(row.letters.find(GetParam().letter) == row.letters.npos ||
                     calls.count(row.call) == 1)
             << row.call << " isn't called";
 
-    std::list<FaultRun> runs;
-    for (const std::string &call : calls)
-        runs.push_back(run(call));
-    const auto isAwaited = [](FaultRun &each) {
-        const Row *row = findRow(each.call, GetParam().letter);
-        return !each.hasEnded() && (!row || row->statuses != std::vector{waits});
-    };
-    waitUntil([&] { return std::count_if(runs.begin(), runs.end(), isAwaited) == 0; });
-    std::this_thread::sleep_for(2s); // the others are to wait for longer than a run takes
+    std::list<FaultRun> runs = runsWithout(calls, 1);
+    std::this_thread::sleep_for(2s); // those that are to wait do so for longer than a run takes
     for (FaultRun &each : runs) {
         SCOPED_TRACE(each.call + " failing");
         const Row *row = findRow(each.call, GetParam().letter);
@@ -229,6 +235,11 @@ TEST_P(Faults, EachCallOfARunFailsOnce) {
             EXPECT_NE(text, usualText);
         }
         EXPECT_EQ(text.find("Sanitizer"), std::string::npos) << text;
+    }
+    for (FaultRun &each : runsWithout(calls, 2)) {
+        SCOPED_TRACE(each.call + " failing at its second use");
+        EXPECT_THAT(each.status(), testing::AnyOf(0, 1, GetParam().status));
+        EXPECT_EQ(each.text(true).find("Sanitizer"), std::string::npos) << each.text(true);
     }
     const auto left = [&] { return processesWith(folder.path().filename().string()); };
     EXPECT_TRUE(waitUntil([&] { return left().empty(); }, 3s)) << left();

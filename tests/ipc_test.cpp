@@ -15,7 +15,7 @@ protected:
 
 TEST_F(Ipc, DaemonGetsItsConfigurationAndNoToolVariables) {
     placeProgram(probeProgram(), daemon);
-    writeFile(framework / "bin" / "dbus-daemon.todo", reportTo("daemon") + " sleep=20 exit=8");
+    writeFile(framework / "bin" / "dbus-daemon.todo", reportTo("daemon") + " sleep=300 exit=8");
     LauncherStart launch = start({"--ipc", "-f", "9.9", "-u", "5", "-s", "-t", "zqNone", "-d"});
     launch.environment = {{"DBUS_SESSION_BUS_ADDRESS", "as it was"}, {"PATH", "A"}};
     LauncherRun run(folder, launch);

@@ -15,7 +15,7 @@ std::string replaced(std::string text, const std::string &word, const std::strin
 
 TEST_F(LaunchTest, ToolGetsArgumentsEnvironmentAndDirectory) {
     LauncherStart launch =
-        start({"-t", "zqStage", "-a", "a  b " + reportTo("tool") + " sleep=20 exit=7", "-o"});
+        start({"-t", "zqStage", "-a", "a  b " + reportTo("tool") + " sleep=300 exit=7", "-o"});
     launch.environment = {{"PATH", "A;B"}, {"QTDIR", "stale"}};
     launch.workingDirectory = folder.path();
     LauncherRun run(folder, launch);
@@ -24,8 +24,8 @@ TEST_F(LaunchTest, ToolGetsArgumentsEnvironmentAndDirectory) {
     const ProbeReport tool = readReport("tool");
     const std::string executable = root + "\\tools\\current\\zqStage\\zqStage.exe";
     EXPECT_THAT(tool.arguments,
-                ElementsAre(executable, "a", "b", reportTo("tool"), "sleep=20", "exit=7"));
-    EXPECT_EQ(tool.commandLine, executable + "  a b " + reportTo("tool") + " sleep=20 exit=7");
+                ElementsAre(executable, "a", "b", reportTo("tool"), "sleep=300", "exit=7"));
+    EXPECT_EQ(tool.commandLine, executable + "  a b " + reportTo("tool") + " sleep=300 exit=7");
     EXPECT_EQ(hostPath(tool.workingDirectory), hostPath(folder.path()));
     const std::string framework = root + "\\frameworks\\5.15.2";
     const std::map<std::string, std::string> expected{
@@ -44,7 +44,7 @@ TEST_F(LaunchTest, ToolGetsArgumentsEnvironmentAndDirectory) {
 
 TEST_F(LaunchTest, PathWithoutAnOldValueHasNoEmptyEntry) {
     LauncherStart launch =
-        start({"-t", "zqStage", "-p", "7.1", "-a", reportTo("tool") + " sleep=20"});
+        start({"-t", "zqStage", "-p", "7.1", "-a", reportTo("tool") + " sleep=300"});
     launch.environment = {{"PATH", ""}};
     EXPECT_EQ(LauncherRun(folder, launch).wait(), 0u);
     const std::string path = readReport("tool").environment.at("PATH");
@@ -57,7 +57,7 @@ TEST_F(LaunchTest, PathWithoutAnOldValueHasNoEmptyEntry) {
 TEST_F(LaunchTest, ExitCodeKeepsItsBits) {
     for (const std::uint32_t code : {1u, 255u, 0xC0000005u, 0xFFFFFFFFu}) {
         LauncherRun run(folder,
-                        start({"-t", "zqStage", "-a", "sleep=20 exit=" + std::to_string(code)}));
+                        start({"-t", "zqStage", "-a", "sleep=300 exit=" + std::to_string(code)}));
         EXPECT_EQ(run.wait(), visibleExitCode(code));
     }
 }
@@ -80,7 +80,7 @@ TEST_F(LaunchTest, FrameworkVersionComesFromOptionThenQtInfoThenCurrent) {
         SCOPED_TRACE(each.option + "|" + each.qtInfo.substr(0, 20));
         tree.writeQtInfo("7.2", "zqStage", each.qtInfo);
         LauncherRun run(folder, start({"-t", "zqStage", "-f", each.option, "-a",
-                                       reportTo("tool" + each.expected) + " sleep=20"}));
+                                       reportTo("tool" + each.expected) + " sleep=300"}));
         EXPECT_EQ(run.wait(), each.expected.empty() ? 1u : 0u);
         if (each.expected.empty()) {
             EXPECT_THAT(run.errors(), StartsWith("ERROR: Framework library path " + root));
@@ -190,7 +190,7 @@ TEST_F(LaunchTest, ToolPathTakesThePlaceOfTheInstallation) {
     placeProgram(probeProgram(), place / "t.exe");
     writeFile(place / ".qtinfo", "5.15.2");
     LauncherRun run(folder, start({"-b", windowsPath(place), "-t", "t", "-a",
-                                   reportTo("tool") + " sleep=20 exit=3", "-qmljsdebugger=x"}));
+                                   reportTo("tool") + " sleep=300 exit=3", "-qmljsdebugger=x"}));
     EXPECT_EQ(run.wait(), 3u);
     const ProbeReport tool = readReport("tool");
     EXPECT_THAT(tool.environment.at("PATH"), StartsWith(windowsPath(place) + ";" + root));
@@ -217,9 +217,13 @@ TEST_F(LaunchTest, ForwardsOutputByteForByteWhileTheToolRuns) {
 }
 
 TEST_F(LaunchTest, ForwardsEachChunkUpToItsZeroByteAndBothStreams) {
+    const std::filesystem::path go = folder / "go";
     LauncherRun run(folder, start({"-d", "-t", "zqStage", "-a",
-                                   "zero sleep=300 printerr=E sleep=300 closeout sleep=300 " +
+                                   "zero await=" + go.generic_string() +
+                                       " printerr=E sleep=300 closeout sleep=300 " +
                                        reportTo("tool") + " printerr=F sleep=300"}));
+    EXPECT_TRUE(run.awaitOutput("ab"));
+    writeFile(go, "");
     EXPECT_EQ(run.wait(), 0u);
     EXPECT_EQ(run.rawOutput(), "abEF");
     EXPECT_EQ(run.errors(), "");
@@ -227,14 +231,14 @@ TEST_F(LaunchTest, ForwardsEachChunkUpToItsZeroByteAndBothStreams) {
 }
 
 TEST_F(LaunchTest, OutputThatCannotBeWrittenChangesNothing) {
-    if (onWindows)
-        GTEST_SKIP() << "the redirections are those of the Linux shell";
-    const std::string status = (folder / "status").string();
-    for (const char *redirection : {">&-", ">/dev/full", "| :"}) {
-        runShell("{ '" + launcherProgram().string() + "' -r '" + root +
-                 "' -o -t zqStage -a 'bytes=5000 sleep=300 exit=4'; echo $? >'" + status + "'; } " +
-                 redirection);
+    const std::string program = (onWindows ? "wine '" : "'") + unixPath(launcherProgram()) + "'";
+    for (const std::string redirection : {">&-", ">/dev/full", "| :"}) {
+        const std::filesystem::path status = folder / "status";
+        runShell("{ " + program + " -r '" + root +
+                 "' -o -t zqStage -a 'bytes=5000 sleep=300 exit=4'; echo $? >'" + unixPath(status) +
+                 "'; } " + redirection);
         EXPECT_EQ(readFile(status), "4\n") << redirection;
+        std::filesystem::remove(status);
     }
 }
 
@@ -292,7 +296,7 @@ TEST_F(LaunchTest, AbruptEndOfTheLauncherEndsTheToolAndNotItsChild) {
 TEST_F(LaunchTest, UserSessionStartWaitsForAUserAndRunsAsThatUser) {
     const std::filesystem::path user = folder / "console_user";
     LauncherStart launch =
-        start({"-u", "1", "-t", "zqStage", "-a", reportTo("tool") + " sleep=20"});
+        start({"-u", "1", "-t", "zqStage", "-a", reportTo("tool") + " sleep=300"});
     std::filesystem::permissions(folder.path(), std::filesystem::perms::all);
     if (!onWindows) // somebody is always at Wine's console
         launch.environment = {{"ZQHOST_CONSOLE_USER", user.string()}};

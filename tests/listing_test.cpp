@@ -48,7 +48,6 @@ TEST_F(Listing, PrintsToolsAddonsAndFrameworks) {
                  "addons/weather/maps/1.1", "addons/weather/icons/0.9", "addons/empty",
                  "frameworks/5.15.2"});
     writeFile(tree.root() / "tools" / "readme.txt", "");
-    fs::remove(tree.root() / "tools" / ".cache");
     tree.setCurrent("tools", "7.2");
     tree.setCurrent("addons/weather/maps", "1.1");
 
@@ -57,12 +56,14 @@ TEST_F(Listing, PrintsToolsAddonsAndFrameworks) {
         "Current version: 7.2\n" +
         lines(
             "tools",
-            [](const auto &name) { return name == "readme.txt" ? "" : "* " + name + "\n"; });
+            [](const auto &name) {
+                return name == "readme.txt" || name == ".cache" ? "" : "* " + name + "\n";
+            });
     const std::string addons = lines("addons", [&](const auto &addon) {
         return addon + ":\n" + lines("addons/" + addon, [&](const auto &package) {
                    return "    " + package + ": " +
                           (package == "maps" ? "Current version: 1.1\n\n" : missing) +
-                          lines("addons/weather/" + package, version);
+                          lines("addons/" + addon + "/" + package, version);
                });
     });
     const std::string frameworks = missing + "* 5.15.2\n";

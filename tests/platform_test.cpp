@@ -227,10 +227,13 @@ TEST_F(PlatformPipe, KeepsTheServerWaitingUntilAClientOpensIt) {
         });
         EXPECT_FALSE(waitUntil([&] { return connected.load(); }, std::chrono::milliseconds(200)));
         Handle client;
-        if (byDeletion)
-            ::DeleteFileW(name.c_str()); // opens the name, then fails on it
-        else
-            client.value = open();
+        EXPECT_TRUE(waitUntil([&] { // not at the first try if the thread begins late
+            if (byDeletion)
+                ::DeleteFileW(name.c_str()); // opens the name, then fails on it
+            else if (client.value == nullptr || client.value == INVALID_HANDLE_VALUE)
+                client.value = open();
+            return connected.load();
+        }));
         waiting.join();
         EXPECT_EQ(send(word), !byDeletion) << "after the deletion the client has gone again";
         EXPECT_TRUE(::DisconnectNamedPipe(server.value));

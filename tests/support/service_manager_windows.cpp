@@ -21,6 +21,15 @@ struct ServiceManager::Host {
     SC_HANDLE service = nullptr;
     HANDLE process = nullptr;
     std::vector<SERVICE_STATUS> reports{};
+
+    void end() {
+        ::TerminateProcess(process, 137);
+        ::CloseHandle(process);
+        ::DeleteService(service);
+        ::CloseServiceHandle(service);
+        ::CloseServiceHandle(manager);
+        forgetLatestService();
+    }
 };
 
 ServiceManager::ServiceManager(const TemporaryFolder &folder, const LauncherStart &start)
@@ -36,11 +45,17 @@ ServiceManager::ServiceManager(const TemporaryFolder &folder, const LauncherStar
                          SERVICE_WIN32_OWN_PROCESS, SERVICE_DEMAND_START, SERVICE_ERROR_NORMAL,
                          line.c_str(), nullptr, nullptr, nullptr, nullptr, nullptr);
     // Sampled from the start: a short run has stopped when this call returns.
-    auto started = std::async([this] { return ::StartServiceA(host->service, 0, nullptr); });
+    auto started = std::async([this] {
+        return ::StartServiceA(host->service, 0, nullptr) ? ERROR_SUCCESS : ::GetLastError();
+    });
     while (started.wait_for(std::chrono::milliseconds(1)) != std::future_status::ready)
         reports();
-    if (!started.get())
-        throw std::runtime_error("can't start service " + line);
+    // Wine's manager also takes a run that is over at once for one that never began.
+    if (const DWORD error = started.get(); error != ERROR_SUCCESS && reports().empty()) {
+        host->end();
+        throw std::runtime_error("can't start service " + line + ": error " +
+                                 std::to_string(error));
+    }
     SERVICE_STATUS_PROCESS status{};
     DWORD size = 0;
     ::QueryServiceStatusEx(host->service, SC_STATUS_PROCESS_INFO, reinterpret_cast<BYTE *>(&status),
@@ -49,12 +64,7 @@ ServiceManager::ServiceManager(const TemporaryFolder &folder, const LauncherStar
 }
 
 ServiceManager::~ServiceManager() {
-    ::TerminateProcess(host->process, 137);
-    ::CloseHandle(host->process);
-    ::DeleteService(host->service);
-    ::CloseServiceHandle(host->service);
-    ::CloseServiceHandle(host->manager);
-    forgetLatestService();
+    host->end();
 }
 
 const std::vector<SERVICE_STATUS> &ServiceManager::reports() {
