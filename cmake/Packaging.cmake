@@ -2,9 +2,9 @@
 set(launcher_directory tools/${PROJECT_VERSION}/zqLauncher)
 install(TARGETS zqLauncher RUNTIME DESTINATION ${launcher_directory})
 install(FILES README.md CHANGELOG.md DESTINATION ${launcher_directory})
-install(FILES docs/usage.md docs/service.md docs/tools.md docs/security.md docs/decisions.md
-        DESTINATION ${launcher_directory}/docs)
+install(DIRECTORY docs DESTINATION ${launcher_directory})
 install(FILES examples/orderly_stop.cpp examples/sample_tool.cpp DESTINATION ${launcher_directory}/examples)
+install(FILES src/platform/windows_api.h DESTINATION ${launcher_directory}/examples/platform)
 
 # The example as a tool: found as `-t zqOrderlyStop`.
 install(PROGRAMS $<TARGET_FILE:orderly_stop> DESTINATION tools/${PROJECT_VERSION}/zqOrderlyStop
