@@ -1,5 +1,6 @@
 #include "frontend/application_frame.h"
 
+#include <tclap/SwitchArg.h>
 #include <tclap/ValueArg.h>
 
 #include <cstdint>
@@ -35,6 +36,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
     frame.cmdLine.setExceptionHandling(false); // the parser would end the process
     const TCLAP::ValueArg<std::string> text("t", "tool", "", false, "", "text", frame.cmdLine);
     const TCLAP::ValueArg<int> number("u", "user", "", false, -1, "number", frame.cmdLine);
+    const TCLAP::SwitchArg debug("d", "debuglog", "", frame.cmdLine);
+    const TCLAP::SwitchArg redirect("o", "outputredirect", "", frame.cmdLine);
     try {
         frame.cmdLine.parse(frame.parserArguments);
     } catch (const TCLAP::ArgException &) {
