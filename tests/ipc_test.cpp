@@ -31,16 +31,6 @@ TEST_F(Ipc, DaemonGetsItsConfigurationAndNoToolVariables) {
     EXPECT_EQ(report.environment.at("PATH").find("frameworks"), std::string::npos);
 }
 
-TEST_F(Ipc, DaemonThatCannotStartGivesStatusOne) {
-    LauncherRun missing(folder, start({"--ipc"}));
-    EXPECT_EQ(missing.wait(), 1u);
-    EXPECT_THAT(missing.output(), HasSubstr("CreateProcessAsUser Error 2\n"));
-    writeFile(daemon, "no program\n");
-    LauncherRun text(folder, start({"--ipc"}));
-    EXPECT_EQ(text.wait(), 1u);
-    EXPECT_THAT(text.output(), HasSubstr("CreateProcessAsUser Error 193\n"));
-}
-
 // Debian's D-Bus serves the address that tools get; Wine has none.
 TEST_F(Ipc, ToolReachesTheRealDaemon) {
     if (onWindows)

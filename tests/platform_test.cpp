@@ -23,9 +23,6 @@ using WideText = std::basic_string<WCHAR>;
 WideText wide(const std::string &text) {
     return {text.begin(), text.end()};
 }
-WideText wide(const fs::path &path) {
-    return wide(windowsPath(path));
-}
 std::string narrow(const WCHAR *text) {
     std::string result;
     while (*text)
@@ -313,43 +310,6 @@ TEST(PlatformThread, TakesMessagesFromItsFirstLookOn) {
     EXPECT_EQ(listener.first, WM_CLOSE + 1);
     EXPECT_EQ(listener.second, WM_CLOSE);
     EXPECT_FALSE(::PostThreadMessageW(id, WM_CLOSE, 0, 0)) << "the thread has ended";
-}
-
-TEST(PlatformFiles, TellWhatStandsBehindAPath) {
-    const TemporaryFolder folder;
-    fs::create_directories(folder / "directory");
-    writeFile(folder / "file", "x");
-    makeLink(folder / "link", "directory");
-    const DWORD kinds = FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_REPARSE_POINT;
-    const struct {
-        std::string name, leadsTo;
-        DWORD kind;
-    } cases[] = {{"directory", "directory", FILE_ATTRIBUTE_DIRECTORY},
-                 {"file", "file", 0},
-                 {"link", "directory", kinds},
-                 {"link\\..\\file", "file", 0},
-                 {"missing", "", INVALID_FILE_ATTRIBUTES}};
-    for (const auto &[name, leadsTo, kind] : cases) {
-        SCOPED_TRACE(name);
-        const WideText path = wide(folder / name);
-        const DWORD attributes = ::GetFileAttributesW(path.c_str());
-        const Handle file{::CreateFileW(path.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr,
-                                        OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr)};
-        EXPECT_EQ(::PathFileExistsW(path.c_str()) != 0, !leadsTo.empty());
-        EXPECT_EQ(::PathIsDirectoryW(path.c_str()) != 0, leadsTo == "directory");
-        if (leadsTo.empty()) {
-            EXPECT_EQ(attributes, INVALID_FILE_ATTRIBUTES);
-            EXPECT_EQ(file.value, INVALID_HANDLE_VALUE);
-            continue;
-        }
-        EXPECT_EQ(attributes & kinds, kind);
-        EXPECT_TRUE(attributes != 0 && (kind != 0 || attributes != FILE_ATTRIBUTE_DIRECTORY));
-        WCHAR final[MAX_PATH];
-        const std::string expected = "\\\\?\\" + windowsPath(folder / leadsTo);
-        EXPECT_EQ(::GetFinalPathNameByHandleW(file.value, final, MAX_PATH, FILE_NAME_NORMALIZED),
-                  expected.size());
-        EXPECT_EQ(narrow(final), expected);
-    }
 }
 
 TEST(PlatformFiles, MakeAPathFull) {

@@ -44,12 +44,16 @@ HostProcess::HostProcess(const std::filesystem::path &program,
     startup.hStdOutput = open(streams + ".out", FILE_APPEND_DATA);
     startup.hStdError = open(streams + ".err", FILE_APPEND_DATA);
     PROCESS_INFORMATION information{};
-    const BOOL created = ::CreateProcessA(nullptr, line.data(), nullptr, nullptr, TRUE, 0, nullptr,
-                                          nullptr, &startup, &information);
+    BOOL created = FALSE;
+    // Once in some thousand times Wine starts a program at the second try only.
+    for (int attempt = 0; attempt < 3 && !created; ++attempt)
+        created = ::CreateProcessA(nullptr, line.data(), nullptr, nullptr, TRUE, 0, nullptr,
+                                   nullptr, &startup, &information);
+    const DWORD error = ::GetLastError();
     for (HANDLE handle : {startup.hStdInput, startup.hStdOutput, startup.hStdError})
         ::CloseHandle(handle);
     if (!created)
-        throw std::runtime_error("can't start " + line);
+        throw std::runtime_error("can't start " + line + ": error " + std::to_string(error));
     ::CloseHandle(information.hThread);
     processHandle = information.hProcess;
     processId = information.dwProcessId;
