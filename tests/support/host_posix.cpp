@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <fcntl.h>
 #include <fstream>
+#include <pwd.h>
 #include <spawn.h>
 #include <stdexcept>
 #include <sys/wait.h>
@@ -87,7 +88,7 @@ std::uint32_t visibleExitCode(std::uint32_t code) {
 }
 
 std::string consoleUserName() {
-    return ::getuid() == 0 ? "nobody" : std::getenv("USER");
+    return ::getuid() == 0 ? "nobody" : ::getpwuid(::getuid())->pw_name;
 }
 
 std::string consoleUserId() {
