@@ -225,12 +225,12 @@ TEST_F(LaunchTest, ForwardsEachChunkUpToItsZeroByteAndBothStreams) {
 }
 
 TEST_F(LaunchTest, OutputThatCannotBeWrittenChangesNothing) {
-    const std::string program = (onWindows ? "wine '" : "'") + unixPath(launcherProgram()) + "'";
+    const std::filesystem::path status = folder / "status";
+    const std::string launch =
+        (onWindows ? "{ wine '" : "{ '") + unixPath(launcherProgram()) + "' -r '" + root +
+        "' -o -t zqStage -a 'bytes=5000 sleep=300 exit=4'; echo $? >'" + unixPath(status) + "'; } ";
     for (const std::string redirection : {">&-", ">/dev/full", "| :"}) {
-        const std::filesystem::path status = folder / "status";
-        runShell("{ " + program + " -r '" + root +
-                 "' -o -t zqStage -a 'bytes=5000 sleep=300 exit=4'; echo $? >'" + unixPath(status) +
-                 "'; } " + redirection);
+        runShell(launch + redirection);
         EXPECT_EQ(readFile(status), "4\n") << redirection;
         std::filesystem::remove(status);
     }
