@@ -7,7 +7,6 @@
 using namespace testing_support;
 using namespace std::chrono_literals;
 using testing::ElementsAreArray;
-using testing::HasSubstr;
 
 namespace {
 
@@ -122,8 +121,11 @@ TEST_F(ServiceOnLinux, ToolRunsOnAfterAFailedStartupTool) {
     launch.environment["ZQHOST_DRIVE_C"] = (folder / "empty").string(); // no command interpreter
     ServiceManager manager(folder, launch);
     EXPECT_EQ(manager.wait(), 7u);
-    EXPECT_THAT(reportsOf(manager), ElementsAreArray({starting, stopped(7)}));
-    EXPECT_THAT(debugLog(), HasSubstr(prefix + "Exit\n"));
+    // The launch is looked at once a millisecond, so the tool's may have hidden the failed one.
+    if (debugLog().find(prefix + "Exit\n") != std::string::npos)
+        EXPECT_THAT(reportsOf(manager), ElementsAreArray({starting, stopped(7)}));
+    else
+        EXPECT_THAT(reportsOf(manager), ElementsAreArray({starting, running, stopped(7)}));
 }
 
 TEST_F(ServiceOnLinux, FailedCallIsToldOnTheDebugChannel) {
