@@ -22,7 +22,7 @@ struct ServiceManager::Host {
     HANDLE process = nullptr;
     std::vector<SERVICE_STATUS> reports{};
 
-    void end() {
+    ~Host() {
         ::TerminateProcess(process, 137);
         ::CloseHandle(process);
         ::DeleteService(service);
@@ -51,11 +51,9 @@ ServiceManager::ServiceManager(const TemporaryFolder &folder, const LauncherStar
     while (started.wait_for(std::chrono::milliseconds(1)) != std::future_status::ready)
         reports();
     // Wine's manager also takes a run that is over at once for one that never began.
-    if (const DWORD error = started.get(); error != ERROR_SUCCESS && reports().empty()) {
-        host->end();
+    if (const DWORD error = started.get(); error != ERROR_SUCCESS && reports().empty())
         throw std::runtime_error("can't start service " + line + ": error " +
                                  std::to_string(error));
-    }
     SERVICE_STATUS_PROCESS status{};
     DWORD size = 0;
     ::QueryServiceStatusEx(host->service, SC_STATUS_PROCESS_INFO, reinterpret_cast<BYTE *>(&status),
@@ -63,9 +61,7 @@ ServiceManager::ServiceManager(const TemporaryFolder &folder, const LauncherStar
     host->process = ::OpenProcess(PROCESS_ALL_ACCESS, FALSE, status.dwProcessId);
 }
 
-ServiceManager::~ServiceManager() {
-    host->end();
-}
+ServiceManager::~ServiceManager() = default;
 
 const std::vector<SERVICE_STATUS> &ServiceManager::reports() {
     SERVICE_STATUS status{};
