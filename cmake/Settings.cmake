@@ -5,8 +5,7 @@ target_include_directories(launcher_settings INTERFACE ${PROJECT_SOURCE_DIR}/src
 
 if(MSVC)
   target_compile_options(launcher_settings INTERFACE /W4 /WX /permissive- /utf-8)
-  target_compile_definitions(launcher_settings INTERFACE
-    _CRT_SECURE_NO_WARNINGS _SILENCE_CXX20_OLD_SHARED_PTR_ATOMIC_SUPPORT_DEPRECATION_WARNING)
+  target_compile_definitions(launcher_settings INTERFACE _CRT_SECURE_NO_WARNINGS)
 else()
   # With SOURCE_DATE_EPOCH set, two builds of one commit are the same, wherever they are made.
   add_compile_options(-ffile-prefix-map=${PROJECT_SOURCE_DIR}=.)

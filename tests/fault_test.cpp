@@ -205,7 +205,8 @@ TEST_P(Faults, EachCallOfARunFailsOnce) {
     std::istringstream log(usual.calls());
     std::map<std::string, int> calls;
     for (std::string call; std::getline(log, call);)
-        ++calls[call];
+        if (!call.starts_with("Sleep ")) // which can't fail
+            ++calls[call];
     for (const Row &row : table)
         EXPECT_TRUE(row.letters.find(GetParam().letter) == row.letters.npos ||
                     calls.count(row.call) == 1)

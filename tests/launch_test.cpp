@@ -16,7 +16,9 @@ std::string replaced(std::string text, const std::string &word, const std::strin
 TEST_F(LaunchTest, ToolGetsArgumentsEnvironmentAndDirectory) {
     LauncherStart launch =
         start({"-t", "zqStage", "-a", "a  b " + reportTo("tool") + " sleep=300 exit=7", "-o"});
-    launch.environment = {{"PATH", "A;B"}, {"QTDIR", "stale"}};
+    // Entries beyond ASCII, one of them beyond what any code page of the system's holds.
+    const std::string path = "A;C:\\Users\\\u0141ukasz\\bin;\U0001F600;B";
+    launch.environment = {{"PATH", path}, {"QTDIR", "stale"}, {"OTHER", path}};
     launch.workingDirectory = folder.path();
     LauncherRun run(folder, launch);
     EXPECT_EQ(run.wait(), 7u);
@@ -33,11 +35,12 @@ TEST_F(LaunchTest, ToolGetsArgumentsEnvironmentAndDirectory) {
         {"ZQ_TOOL_VERSION", "current"},
         {"ZQ_FW_VERSION", "current"},
         {"DBUS_SESSION_BUS_ADDRESS", "tcp:host=localhost,port=8245,family=ipv4"},
-        {"PATH", root + "\\tools\\current\\zqStage;" + framework + "\\bin;A;B;" + root +
+        {"PATH", root + "\\tools\\current\\zqStage;" + framework + "\\bin;" + path + ";" + root +
                      "\\tools\\current\\zqLauncher\\;" + root + "\\tools\\current\\bin"},
         {"QML2_IMPORT_PATH", framework + "\\qml"},
         {"QT_PLUGIN_PATH", framework + "\\plugins"},
-        {"QTDIR", framework}};
+        {"QTDIR", framework},
+        {"OTHER", path}};
     EXPECT_THAT(tool.environment, testing::IsSupersetOf(expected));
     EXPECT_EQ(tool.environment.count("ZQ_LOG_ENABLE_STDOUT"), 0u);
 }

@@ -179,4 +179,19 @@ TEST_F(ServiceOnLinux, ManagerThatGoesTakesLauncherAndToolAlong) {
     EXPECT_TRUE(waitUntil([&] { return !isRunning(tool); }, 1s));
 }
 
+// The service notices the end of its run up to 1.5 s later. A manager that goes right then finds
+// its threads at work with what the process's entry holds.
+TEST_F(ServiceOnLinux, ManagerThatGoesAsTheServiceEndsFindsItsThreadsUnharmed) {
+    LauncherStart launch = start({"-t", "zqStage", "-a", "sleep=300 exit=7"});
+    launch.environment["ASAN_OPTIONS"] = "detect_stack_use_after_return=1";
+    for (const auto moment : {1490ms, 1494ms, 1496ms, 1498ms, 1500ms, 1502ms}) {
+        ServiceManager manager(folder, launch);
+        ASSERT_TRUE(manager.awaitState(SERVICE_RUNNING));
+        std::this_thread::sleep_for(moment);
+        manager.leave();
+        EXPECT_EQ(manager.wait(), 7u);
+        EXPECT_EQ(manager.launcher()->errors(), "");
+    }
+}
+
 } // namespace

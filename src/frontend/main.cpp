@@ -16,11 +16,8 @@ int main(int argc, char *argv[]) {
     context.name = prefixedName("Launcher");
     context.version = LAUNCHER_VERSION;
     if (runAsService(context)) {
-        if (!context.done) {
-            // The worker still uses this frame and all statics.
-            std::_Exit(static_cast<int>(context.exitCode.load()));
-        }
-        return static_cast<int>(context.exitCode.load());
+        // No return: threads of the service may still use this frame, and all statics.
+        std::_Exit(static_cast<int>(context.exitCode.load()));
     }
     return runLauncher(context.name, context.version, argc, argv);
 }

@@ -10,8 +10,7 @@
 #include <vector>
 
 // Process supervision: starting a process in a job of its own, waiting for it, and ending what
-// belongs to the launch. startProcess, waitForProcess and closeProcess of one record run on one
-// thread.
+// belongs to the launch. startProcess, waitForProcess and closeProcess are for one thread.
 
 namespace ProcessHandling {
 

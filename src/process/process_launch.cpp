@@ -176,6 +176,7 @@ void reportFailedCreation(DWORD error, const std::basic_string<WCHAR> &commandLi
 }
 
 void waitForTerminationPipe(const TerminationPipe &pipe) {
+    awaitBriefly(pipe.pipeReady);
     while (!pipe.pipeReady)
         ::Sleep(pipePollPauseMs);
 }

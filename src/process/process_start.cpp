@@ -2,16 +2,20 @@
 #include "process/process_launch.h"
 
 #include <iostream>
+#include <utility>
 
 namespace ProcessHandling {
 
 namespace {
 
-// The record of the latest start, shared so that who asks for a launch's state never touches a
-// released one. It outlives all statics: the service's threads still ask while the process ends.
-std::shared_ptr<ProcessInfo> &currentProcessInfo() {
-    static auto &latest = *new std::shared_ptr<ProcessInfo>;
-    return latest;
+// The record of the latest start, not owned.
+std::atomic<ProcessInfo *> currentProcessInfo = nullptr;
+
+// Lets the record live until the process ends, as the service's threads may ask for a launch's
+// state at any time. A launcher starts two processes at most: the start-up tool and the tool.
+void keepForGood(std::shared_ptr<ProcessInfo> info) {
+    static auto &records = *new std::vector<std::shared_ptr<ProcessInfo>>; // outlives all statics
+    records.push_back(std::move(info));
 }
 
 // The ends that the launcher keeps are not inherited.
@@ -61,7 +65,8 @@ std::shared_ptr<ProcessInfo> startProcess(const std::string &command,
                                           bool useLinkedToken, bool useJob) {
     auto info = std::make_shared<ProcessInfo>();
     info->name = name;
-    std::atomic_store(&currentProcessInfo(), info);
+    keepForGood(info);
+    currentProcessInfo = info.get();
     if (redirectOutput)
         makeStandardPipes(*info);
     if (!makeJob(*info)) {
@@ -78,12 +83,12 @@ std::shared_ptr<ProcessInfo> startProcess(const std::string &command,
 }
 
 bool isLaunchDone() {
-    const std::shared_ptr<ProcessInfo> info = std::atomic_load(&currentProcessInfo());
+    const ProcessInfo *info = currentProcessInfo;
     return info != nullptr && info->launchDone;
 }
 
 bool isLaunchFailed() {
-    const std::shared_ptr<ProcessInfo> info = std::atomic_load(&currentProcessInfo());
+    const ProcessInfo *info = currentProcessInfo;
     return info != nullptr && info->launchFailed;
 }
 

@@ -7,7 +7,7 @@ namespace ProcessHandling {
 namespace {
 
 constexpr DWORD waitPauseMs = 1000;
-constexpr DWORD pipePollPauseMs = 1;
+constexpr DWORD readyPollPauseMs = 1;
 
 void joinAndRelease(std::thread *&thread) {
     if (thread != nullptr) {
@@ -21,7 +21,7 @@ void joinAndRelease(std::thread *&thread) {
 // pipe must be there first: after a failed creation nobody has waited for it yet.
 void releasePipe(TerminationPipe &pipe) {
     while (!pipe.pipeReady)
-        ::Sleep(pipePollPauseMs);
+        ::Sleep(readyPollPauseMs);
     ::DeleteFileW(widen(pipe.pipeName).c_str());
     pipe.stopRequested.exchange(true);
 }

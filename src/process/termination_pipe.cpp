@@ -2,6 +2,8 @@
 
 #include "install/file_system.h"
 
+#include <chrono>
+#include <thread>
 #include <utility>
 
 namespace ProcessHandling {
@@ -11,6 +13,9 @@ namespace {
 constexpr DWORD outBufferSize = 256;
 constexpr DWORD flagPollPauseMs = 1000;
 constexpr DWORD closingPauseMs = 1000;
+constexpr std::chrono::milliseconds briefWait(5);
+constexpr std::chrono::microseconds yieldTime(500);
+constexpr std::chrono::milliseconds briefPause(1);
 constexpr char terminationWord[] = "zqEnd!";
 
 HANDLE createPipe(const std::string &name) {
@@ -25,6 +30,8 @@ bool waitForClient(HANDLE handle) {
 
 // Gives false if the thread is to end without sending.
 bool waitForTerminateRequest(const TerminationPipe &pipe) {
+    // The teardown's own opening of the pipe comes right before its request to stop.
+    awaitBriefly(pipe.stopRequested);
     while (!pipe.stopRequested) {
         if (pipe.terminateRequested)
             return true;
@@ -47,6 +54,19 @@ void sendWord(HANDLE handle) {
 TerminationPipe::TerminationPipe(std::uint32_t ownerId, std::string ownerCommand)
     : processId(ownerId), command(std::move(ownerCommand)),
       pipeName("\\\\.\\pipe\\zqLauncher_" + std::to_string(ownerId)) {}
+
+void awaitBriefly(const std::atomic<bool> &flag) {
+    using Clock = std::chrono::steady_clock;
+    const auto begin = Clock::now();
+    for (auto waited = Clock::duration::zero(); !flag && waited < briefWait;
+         waited = Clock::now() - begin) {
+        // A flag that comes at all comes within microseconds as a rule, far sooner than a timer.
+        if (waited < yieldTime)
+            std::this_thread::yield();
+        else
+            std::this_thread::sleep_for(briefPause);
+    }
+}
 
 void servePipe(TerminationPipe &pipe) {
     const HANDLE handle = createPipe(pipe.pipeName);

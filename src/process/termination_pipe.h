@@ -20,6 +20,10 @@ struct TerminationPipe {
     std::string pipeName;
 };
 
+// Lets other threads run until the flag is set, for a few milliseconds at most. For the time before
+// the first look at a flag that another thread is just about to set.
+void awaitBriefly(const std::atomic<bool> &flag);
+
 // Serves the pipe on a thread of its own until the word has gone out or stopRequested is seen. Up
 // to its first client it looks at no flag. Failures go to the debug channel. The record must
 // outlive the call.

@@ -10,7 +10,7 @@ namespace {
 
 constexpr char serviceName[] = "Larkstone Launcher (Service Mode)";
 
-constexpr DWORD launchPollPauseMs = 1;
+constexpr DWORD pollPauseMs = 1;
 constexpr DWORD stopPollPauseMs = 1500;
 constexpr DWORD stopGraceMs = 5000;
 
@@ -18,15 +18,10 @@ ServiceContext *g_ServiceContext = nullptr;
 SERVICE_STATUS_HANDLE g_ServiceStatusHandle = nullptr;
 HANDLE g_ServiceStopEvent = INVALID_HANDLE_VALUE;
 
-// The state of the latest report, the only part of it that two threads share. The manager's thread
-// reports only if it has taken the state away from running first.
-std::atomic<DWORD> g_ServiceState = 0;
-
-// Takes the state from running to the given one; false if it has left running already.
-bool leaveRunning(DWORD state) {
-    DWORD expected = SERVICE_RUNNING;
-    return g_ServiceState.compare_exchange_strong(expected, state);
-}
+// The one status record. It has one user at a time: ServiceMain until it reports running, from then
+// on whoever takes it first, the handler for the length of one control or ServiceMain for good.
+SERVICE_STATUS g_ServiceStatus = {};
+std::atomic<bool> g_StatusIsFree = false;
 
 struct Report {
     DWORD state;
@@ -45,14 +40,14 @@ void debugMessage(const std::string &routine, const std::string &text) {
 }
 
 void makeReport(const Report &report, const std::string &routine) {
-    SERVICE_STATUS status = {};
-    status.dwServiceType = SERVICE_WIN32_OWN_PROCESS;
-    status.dwCurrentState = report.state;
-    status.dwControlsAccepted = report.controlsAccepted;
-    status.dwWin32ExitCode = g_ServiceContext->exitCode;
-    status.dwCheckPoint = report.checkPoint;
-    g_ServiceState = report.state;
-    if (::SetServiceStatus(g_ServiceStatusHandle, &status) == 0)
+    g_ServiceStatus.dwCurrentState = report.state;
+    g_ServiceStatus.dwControlsAccepted = report.controlsAccepted;
+    g_ServiceStatus.dwWin32ExitCode = g_ServiceContext->exitCode;
+    g_ServiceStatus.dwCheckPoint = report.checkPoint;
+    // Before the call, as a stop may come before it returns. None comes before it has read the
+    // record.
+    g_StatusIsFree = report.state == SERVICE_RUNNING;
+    if (::SetServiceStatus(g_ServiceStatusHandle, &g_ServiceStatus) == 0)
         debugMessage(routine, "SetServiceStatus returned error");
 }
 
@@ -65,10 +60,13 @@ void earlyExit() {
 }
 
 void WINAPI ServiceCtrlHandler(DWORD control) {
-    if (control == SERVICE_CONTROL_STOP && leaveRunning(SERVICE_STOP_PENDING)) {
+    if (control != SERVICE_CONTROL_STOP || !g_StatusIsFree.exchange(false))
+        return;
+    if (g_ServiceStatus.dwCurrentState == SERVICE_RUNNING) {
         makeReport(stopping, "ServiceCtrlHandler");
         ::SetEvent(g_ServiceStopEvent);
     }
+    g_StatusIsFree = true;
 }
 
 DWORD WINAPI ServiceWorkerThread(LPVOID argument) {
@@ -93,7 +91,7 @@ bool waitForLaunch() {
     while (!ProcessHandling::isLaunchDone()) {
         if (g_ServiceContext->done)
             return ProcessHandling::isLaunchDone(); // made since it was last asked for
-        ::Sleep(launchPollPauseMs);
+        ::Sleep(pollPauseMs);
     }
     return true;
 }
@@ -109,12 +107,10 @@ void watchForStop() {
     ::CloseHandle(watcher);
 }
 
-// The event is closed when no handler can reach it any more: either none can begin from here on,
-// or the one that has begun is given the time to raise it.
-void closeStopEvent() {
-    if (!leaveRunning(SERVICE_STOPPED))
-        ::WaitForSingleObject(g_ServiceStopEvent, stopPollPauseMs);
-    ::CloseHandle(g_ServiceStopEvent);
+// From here on the handler ignores every control; one that it is just dealing with ends first.
+void takeStatusForGood() {
+    while (!g_StatusIsFree.exchange(false))
+        ::Sleep(pollPauseMs);
 }
 
 // From the launch on: the service runs until the worker ends or a stop is asked for.
@@ -130,7 +126,8 @@ void serveUntilStopped(HANDLE worker, DWORD workerId) {
     watchForStop();
     ::PostThreadMessageW(workerId, WM_CLOSE, 0, 0);
     ::WaitForSingleObject(worker, stopGraceMs);
-    closeStopEvent();
+    takeStatusForGood(); // the handler may raise the event until then
+    ::CloseHandle(g_ServiceStopEvent);
     makeReport(stopped);
     debugMessage("ServiceMain", "Done");
 }
@@ -143,6 +140,8 @@ void WINAPI ServiceMain(DWORD, LPWSTR *) {
         earlyExit();
         return;
     }
+    g_ServiceStatus = {};
+    g_ServiceStatus.dwServiceType = SERVICE_WIN32_OWN_PROCESS;
     makeReport(starting);
     DWORD workerId = 0;
     const HANDLE worker =
@@ -155,8 +154,8 @@ void WINAPI ServiceMain(DWORD, LPWSTR *) {
     }
     const ScopeGuard closeWorker([worker] { ::CloseHandle(worker); });
     if (!waitForLaunch()) {
+        earlyExit(); // before the report: after it the process may end at any moment
         makeReport(stopped);
-        earlyExit();
     } else if (ProcessHandling::isLaunchFailed()) {
         earlyExit();
         // The tool may run all the same: the failed launch can be that of the start-up tool.

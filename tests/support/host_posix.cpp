@@ -77,8 +77,20 @@ std::string ownUser() {
     return std::to_string(::getuid());
 }
 
-const char *const *ownEnvironment() {
-    return environ;
+std::vector<std::string> ownEnvironment() {
+    std::vector<std::string> entries;
+    for (char **entry = environ; *entry; ++entry)
+        entries.push_back(*entry);
+    return entries;
+}
+
+std::string variable(const std::string &name) {
+    const char *value = std::getenv(name.c_str());
+    return value ? value : "";
+}
+
+void setVariable(const std::string &name, const std::string &value) {
+    value.empty() ? ::unsetenv(name.c_str()) : ::setenv(name.c_str(), value.c_str(), 1);
 }
 
 const bool onWindows = false;

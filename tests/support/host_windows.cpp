@@ -2,6 +2,7 @@
 #include "support/installation_tree.h"
 
 #include <cstdlib>
+#include <cwchar>
 #include <stdexcept>
 #include <windows.h>
 
@@ -19,6 +20,23 @@ std::string quoted(const std::string &argument) {
         result += each;
     }
     return result.append(backslashes, '\\') + "\"";
+}
+
+std::wstring toWide(const std::string &text) {
+    std::wstring wide(text.size(), L'\0'); // at least as long as needed
+    const auto size = static_cast<int>(text.size());
+    wide.resize(static_cast<std::size_t>(
+        ::MultiByteToWideChar(CP_UTF8, 0, text.data(), size, wide.data(), size)));
+    return wide;
+}
+
+std::string toUtf8(const std::wstring &wide) {
+    std::string text(3 * wide.size(), '\0');
+    const auto size = static_cast<int>(text.size());
+    text.resize(static_cast<std::size_t>(
+        ::WideCharToMultiByte(CP_UTF8, 0, wide.data(), static_cast<int>(wide.size()), text.data(),
+                              size, nullptr, nullptr)));
+    return text;
 }
 
 } // namespace
@@ -44,11 +62,8 @@ HostProcess::HostProcess(const std::filesystem::path &program,
     startup.hStdOutput = open(streams + ".out", FILE_APPEND_DATA);
     startup.hStdError = open(streams + ".err", FILE_APPEND_DATA);
     PROCESS_INFORMATION information{};
-    BOOL created = FALSE;
-    // Once in some thousand times Wine starts a program at the second try only.
-    for (int attempt = 0; attempt < 3 && !created; ++attempt)
-        created = ::CreateProcessA(nullptr, line.data(), nullptr, nullptr, TRUE, 0, nullptr,
-                                   nullptr, &startup, &information);
+    const BOOL created = ::CreateProcessA(nullptr, line.data(), nullptr, nullptr, TRUE, 0, nullptr,
+                                          nullptr, &startup, &information);
     const DWORD error = ::GetLastError();
     for (HANDLE handle : {startup.hStdInput, startup.hStdOutput, startup.hStdError})
         ::CloseHandle(handle);
@@ -108,8 +123,26 @@ std::string ownUser() {
     return std::getenv("USERNAME");
 }
 
-const char *const *ownEnvironment() {
-    return _environ;
+// Wide, as the C library's copy is in the process's code page.
+std::vector<std::string> ownEnvironment() {
+    std::vector<std::string> entries;
+    WCHAR *block = ::GetEnvironmentStringsW();
+    for (const WCHAR *entry = block; *entry; entry += std::wcslen(entry) + 1)
+        entries.push_back(toUtf8(entry));
+    ::FreeEnvironmentStringsW(block);
+    return entries;
+}
+
+std::string variable(const std::string &name) {
+    for (const std::string &entry : ownEnvironment())
+        if (entry.starts_with(name + "="))
+            return entry.substr(name.size() + 1);
+    return "";
+}
+
+void setVariable(const std::string &name, const std::string &value) {
+    ::SetEnvironmentVariableW(toWide(name).c_str(),
+                              value.empty() ? nullptr : toWide(value).c_str());
 }
 
 const bool onWindows = true;

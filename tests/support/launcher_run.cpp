@@ -1,8 +1,5 @@
 #include "support/launcher_run.h"
 
-#include "platform/windows_api.h"
-
-#include <cstdlib>
 #include <gtest/gtest.h>
 #include <iostream>
 
@@ -22,12 +19,11 @@ class Variables {
 public:
     ~Variables() {
         for (const auto &[name, value] : before)
-            ::_putenv_s(name.c_str(), value.c_str());
+            setVariable(name, value);
     }
     void set(const std::string &name, const std::string &value) {
-        const char *old = std::getenv(name.c_str());
-        before.emplace(name, old ? old : "");
-        ::_putenv_s(name.c_str(), value.c_str());
+        before.emplace(name, variable(name));
+        setVariable(name, value);
     }
 
 private:

@@ -19,8 +19,8 @@ void writeProbeReport(const std::filesystem::path &path,
          << std::filesystem::current_path().string() << '\0' << arguments.size() << '\0';
     for (const std::string &argument : arguments)
         file << argument << '\0';
-    for (const char *const *entry = ownEnvironment(); *entry; ++entry)
-        file << *entry << '\0';
+    for (const std::string &entry : ownEnvironment())
+        file << entry << '\0';
     file.close();
     std::filesystem::rename(unfinished, path);
 }

@@ -50,8 +50,7 @@ ServiceManager::ServiceManager(const TemporaryFolder &folder, const LauncherStar
     });
     while (started.wait_for(std::chrono::milliseconds(1)) != std::future_status::ready)
         reports();
-    // Wine's manager also takes a run that is over at once for one that never began.
-    if (const DWORD error = started.get(); error != ERROR_SUCCESS && reports().empty())
+    if (const DWORD error = started.get(); error != ERROR_SUCCESS)
         throw std::runtime_error("can't start service " + line + ": error " +
                                  std::to_string(error));
     SERVICE_STATUS_PROCESS status{};

@@ -141,5 +141,6 @@ DWORD WaitForSingleObject(HANDLE handle, DWORD milliseconds) {
 }
 
 void Sleep(DWORD milliseconds) {
+    host::fails("Sleep " + std::to_string(milliseconds)); // noted only, as it can't fail
     std::this_thread::sleep_for(std::chrono::milliseconds(milliseconds));
 }
