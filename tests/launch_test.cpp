@@ -133,11 +133,9 @@ TEST_F(LaunchTest, FailureIsOneLineOnItsStreamAndStatusOne) {
         {{"-c", "-t"}, "", "PARSE ERROR: Argument: -t (--tool)\n..."}};
     const auto expectText = [&](const std::string &text, std::string expected) {
         expected = replaced(expected, "%ROOT%", root);
-        if (expected.ends_with("...")) {
-            EXPECT_THAT(text, StartsWith(expected.substr(0, expected.size() - 3)));
-        } else {
-            EXPECT_EQ(text, expected);
-        }
+        const bool isWhole = !expected.ends_with("...");
+        EXPECT_EQ(text.substr(0, isWhole ? text.npos : expected.size() - 3),
+                  expected.substr(0, expected.size() - (isWhole ? 0 : 3)));
     };
     for (const Case &each : cases) {
         LauncherRun run(folder, start(each.options));
@@ -146,10 +144,10 @@ TEST_F(LaunchTest, FailureIsOneLineOnItsStreamAndStatusOne) {
         expectText(run.errors(), each.errors);
     }
     // The wide line keeps its place among the narrow ones.
-    LauncherRun run(folder, start({"-t", "zqText", "-a", "x \xE4y"}));
+    LauncherRun run(folder, start({"-t", "zqText", "-a", "x \u00E4y"}));
     run.wait();
     EXPECT_THAT(run.output(), testing::EndsWith("\ncommand: " + root +
-                                                "\\tools\\current\\zqText\\zqText.exe  x ?y\n"));
+                                                "\\tools\\current\\zqText\\zqText.exe  x ??y\n"));
 }
 
 TEST_F(LaunchTest, RootComesFromOptionVariableExecutableOrDefault) {

@@ -52,13 +52,10 @@ TEST_F(Listing, PrintsToolsAddonsAndFrameworks) {
     tree.setCurrent("addons/weather/maps", "1.1");
 
     const auto version = [](const std::string &name) { return "        * " + name + "\n"; };
-    const std::string tools =
-        "Current version: 7.2\n" +
-        lines(
-            "tools",
-            [](const auto &name) {
-                return name == "readme.txt" || name == ".cache" ? "" : "* " + name + "\n";
-            });
+    const auto toolsVersion = [](const std::string &name) {
+        return name == "readme.txt" || name == ".cache" ? "" : "* " + name + "\n";
+    };
+    const std::string tools = "Current version: 7.2\n" + lines("tools", toolsVersion);
     const std::string addons = lines("addons", [&](const auto &addon) {
         return addon + ":\n" + lines("addons/" + addon, [&](const auto &package) {
                    return "    " + package + ": " +

@@ -56,7 +56,7 @@ std::string ownUser();        // the user's id, on Windows the name
 
 // The environment of this process, "name=value" each, in UTF-8 on both targets.
 std::vector<std::string> ownEnvironment();
-std::string variable(const std::string &name); // empty if it isn't set
+std::string variable(const std::string &name);                       // empty if it isn't set
 void setVariable(const std::string &name, const std::string &value); // an empty value removes it
 
 extern const bool onWindows;

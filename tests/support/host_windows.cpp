@@ -55,15 +55,15 @@ HostProcess::HostProcess(const std::filesystem::path &program,
         return ::CreateFileA(file.c_str(), access, FILE_SHARE_READ | FILE_SHARE_WRITE, &inheritable,
                              OPEN_ALWAYS, 0, nullptr);
     };
-    STARTUPINFOA startup{};
+    STARTUPINFOW startup{};
     startup.cb = sizeof startup;
     startup.dwFlags = STARTF_USESTDHANDLES;
     startup.hStdInput = open(streams + ".in", GENERIC_READ);
     startup.hStdOutput = open(streams + ".out", FILE_APPEND_DATA);
     startup.hStdError = open(streams + ".err", FILE_APPEND_DATA);
     PROCESS_INFORMATION information{};
-    const BOOL created = ::CreateProcessA(nullptr, line.data(), nullptr, nullptr, TRUE, 0, nullptr,
-                                          nullptr, &startup, &information);
+    const BOOL created = ::CreateProcessW(nullptr, toWide(line).data(), nullptr, nullptr, TRUE, 0,
+                                          nullptr, nullptr, &startup, &information);
     const DWORD error = ::GetLastError();
     for (HANDLE handle : {startup.hStdInput, startup.hStdOutput, startup.hStdError})
         ::CloseHandle(handle);
