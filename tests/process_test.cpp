@@ -2,7 +2,7 @@
 
 #include "environment/startup_tool.h"
 #include "frontend/launcher.h"
-#include "install/file_system.h"
+#include "primitives/wide_text.h"
 #include "process/termination_pipe.h"
 #include "support/launch_fixture.h"
 
@@ -87,7 +87,7 @@ TEST_F(Process, ManyRecordsKeepNothingButJobsAndPipes) {
     const auto before = count("fd");
     useRecords(50, false);
     useRecords(10, true);
-    EXPECT_LE(count("fd"), before + 60 * 4 + 10 * 4);
+    EXPECT_LE(count("fd"), before + 280);
     EXPECT_TRUE(waitUntil([&] { return count("task") == threads; }));
 }
 

@@ -1,14 +1,13 @@
 #include "environment/ipc_daemon.h"
 
 #include "install/component_paths.h"
+#include "install/current_pointer.h"
 #include "process/process_handling.h"
 
 std::int32_t startIpcDaemon(bool ownConsole) {
-    const auto info = ProcessHandling::startProcess(
-        frameworkLibraryPath("current") + "\\dbus-daemon.exe",
-        {"--config-file=" + dbusConfigPath()}, 0, false, ownConsole, "", true, false, true);
-    if (info->result != 0)
-        return 1;
-    ProcessHandling::waitForProcess(info);
-    return info->result;
+    return ProcessHandling::exitStatusOf(ProcessHandling::startProcess(
+        frameworkLibraryPath(currentName) + "\\dbus-daemon.exe",
+        {"--config-file=" + dbusConfigPath()}, /*userId=*/0, /*redirectOutput=*/false,
+        /*newConsole=*/ownConsole, /*name=*/"", /*hideWindow=*/true, /*useLinkedToken=*/false,
+        /*useJob=*/true));
 }

@@ -1,9 +1,9 @@
 #include "environment/launch_environment.h"
 
-#include "environment/environment_variables.h"
 #include "install/component_paths.h"
+#include "primitives/environment_variables.h"
 
-void setVersionVariables(const std::string &frameworkVersion, const std::string &toolVersion) {
+void setVersionVariables(const std::string &toolVersion, const std::string &frameworkVersion) {
     setEnvironmentVariable(versionVariableName(VersionVariable::Framework), frameworkVersion);
     setEnvironmentVariable(versionVariableName(VersionVariable::Tool), toolVersion);
 }

@@ -2,11 +2,11 @@
 
 #include <string>
 
-// What a tool or shell finds in its environment beside ZQ_INSTALL_ROOT. A launch that fails in
-// between leaves what was set so far; it ends with the launcher's process.
+// The variables that a tool or shell gets, apart from ZQ_INSTALL_ROOT. They are set in the
+// launcher's own process, which passes them on; nothing is undone after a failed launch.
 
-// ZQ_FW_VERSION, then ZQ_TOOL_VERSION, as they stand.
-void setVersionVariables(const std::string &frameworkVersion, const std::string &toolVersion);
+// Sets ZQ_FW_VERSION and ZQ_TOOL_VERSION to the texts as given: `current` is not resolved.
+void setVersionVariables(const std::string &toolVersion, const std::string &frameworkVersion);
 
 // The paths of one framework version.
 struct FrameworkPaths {
@@ -16,9 +16,10 @@ struct FrameworkPaths {
 };
 FrameworkPaths frameworkPaths(const std::string &frameworkVersion);
 
-// The D-Bus address, the directories in front of PATH, and the Qt variables.
+// Sets the D-Bus address and the Qt variables, and prepends the framework's libraries and then the
+// tool's directory to PATH.
 void setToolVariables(const std::string &toolDirectory, const std::string &frameworkVersion,
                       const FrameworkPaths &paths);
 
-// The directories behind PATH.
+// Appends the launcher's directory and the shared programs' directory to PATH.
 void appendSharedDirectories();

@@ -11,13 +11,6 @@ bool isMainTool(const std::string &toolName) {
     return toolName == "zqStage" || toolName == "zqHostPrep";
 }
 
-std::string joinCommandLine(const StartupCommand &startup) {
-    std::string commandLine = startup.executablePath;
-    for (const std::string &argument : startup.arguments)
-        commandLine += " " + argument;
-    return commandLine;
-}
-
 } // namespace
 
 StartupCommand buildStartupCommand(const std::string &toolName, const std::string &version,
@@ -41,10 +34,15 @@ void runStartupTool(const std::string &toolName, const std::string &version, boo
                     std::int32_t userId) {
     if (noStartup || userId == -1 || !isMainTool(toolName))
         return;
-    const StartupCommand startup = buildStartupCommand("zqPrelude", version, false, false, "");
-    // The linked token: the start-up tool runs with the user's full rights.
-    const auto info = ProcessHandling::startProcess("C:\\Windows\\system32\\cmd.exe",
-                                                    {"/C", joinCommandLine(startup)}, startupUserId,
-                                                    false, false, toolName, false, true, true);
-    ProcessHandling::closeProcess(info);
+    const StartupCommand startup =
+        buildStartupCommand("zqPrelude", version, /*requestUser=*/false, /*suppressUser=*/false,
+                            /*toolPath=*/"");
+    const std::string commandLine =
+        startup.executablePath + ProcessHandling::joinArguments(startup.arguments);
+    // With the linked token the start-up tool has the user's full rights.
+    const auto info = ProcessHandling::startProcess(
+        commandInterpreterPath(), {"/C", commandLine}, startupUserId, /*redirectOutput=*/false,
+        /*newConsole=*/false, toolName, /*hideWindow=*/false, /*useLinkedToken=*/true,
+        /*useJob=*/true);
+    ProcessHandling::closeProcess(info); // ends the watch over it, not the process
 }

@@ -42,9 +42,9 @@ void ApplicationFrame::sortArguments(std::int32_t argc, const char *const *argv)
     }
 }
 
-std::int32_t ApplicationFrame::parseCommandLine() {
+ParseOutcome ApplicationFrame::parseCommandLine() {
     if (!parsed) {
-        std::vector<std::string> arguments = parserArguments; // the parser eats what it is given
+        std::vector<std::string> arguments = parserArguments; // parse() consumes its argument
         cmdLine.parse(arguments);
         parsed = true;
     }

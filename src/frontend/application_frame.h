@@ -11,7 +11,7 @@ enum ParseOutcome : std::int32_t { ParseGoOn = 0, ParseVersionPrinted = 3 };
 // "zq" and the base name.
 std::string prefixedName(const std::string &base);
 
-// What the usage closes with: maker, name, version, build stamp and notice.
+// The end of the usage: maker, name, version, build stamp and notice.
 std::string buildBanner(const std::string &name, const std::string &version);
 
 // The application's identity and its command line, for the length of one run. Options register with
@@ -24,9 +24,9 @@ public:
     ApplicationFrame(const ApplicationFrame &) = delete;
     ApplicationFrame &operator=(const ApplicationFrame &) = delete;
 
-    // Parses once, and prints the version alone if --shortversion asks for it. For --help,
-    // --version and a failed parse the parser ends the process itself.
-    std::int32_t parseCommandLine();
+    // Parses the command line at the first call. With --shortversion, prints the version alone. For
+    // --help, --version and a failed parse, the parser itself ends the process.
+    ParseOutcome parseCommandLine();
 
     std::string name;
     std::string version;

@@ -5,20 +5,19 @@
 #include <cstdint>
 #include <string>
 
-// The values of the options once the command line is parsed; the defaults are those of options
-// that are absent.
+// The values of the options once the command line is parsed.
 struct LaunchOptions {
-    ListMode listMode = ListMode::None;
+    ListMode listMode;
     std::string toolName;
-    std::string toolVersion = "current";
+    std::string toolVersion;
     std::string frameworkVersion; // empty: the tool's .qtinfo may name it
-    std::int32_t userId = -1;
+    std::int32_t userId;          // -1: not given
     std::string toolArguments;
     std::string toolPath;
-    bool ipcMode = false;
-    bool outputRedirect = false;
-    bool debugLog = false;
-    bool noStartup = false;
-    bool shellMode = false;
+    bool ipcMode;
+    bool outputRedirect;
+    bool debugLog;
+    bool noStartup;
+    bool shellMode;
     std::string shellCommand;
 };

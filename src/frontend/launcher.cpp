@@ -1,11 +1,11 @@
 #include "frontend/launcher.h"
 
-#include "environment/environment_variables.h"
 #include "environment/ipc_daemon.h"
 #include "frontend/application_frame.h"
 #include "frontend/launch_options.h"
 #include "frontend/tool_launch.h"
 #include "install/install_root.h"
+#include "primitives/environment_variables.h"
 
 #include <tclap/SwitchArg.h>
 #include <tclap/ValueArg.h>
@@ -22,8 +22,8 @@ using Switch = TCLAP::SwitchArg;
 // The options, added to the parser in this order: flag, name, description, and for a value whether
 // it is required, its default and what it is called in the usage.
 // clang-format off
-struct Options {
-    explicit Options(TCLAP::CmdLine &parser) : cmdLine(parser) {}
+struct CommandLineOptions {
+    explicit CommandLineOptions(TCLAP::CmdLine &parser) : cmdLine(parser) {}
 
     TCLAP::CmdLine &cmdLine;
     TextOption list{"l", "list", "List installed versions of components (tool, addon, framework, all)", false, "", "string", cmdLine};
@@ -53,22 +53,20 @@ ListMode listModeOf(const std::string &word) {
     return word == "all" ? ListMode::All : ListMode::None;
 }
 
-LaunchOptions copyValues(const Options &options) {
-    LaunchOptions values;
-    values.listMode = listModeOf(options.list.getValue());
-    values.toolName = options.tool.getValue();
-    values.toolVersion = options.packageVersion.getValue();
-    values.frameworkVersion = options.framework.getValue();
-    values.userId = options.user.getValue();
-    values.toolArguments = options.args.getValue();
-    values.toolPath = options.toolpath.getValue();
-    values.ipcMode = options.ipc.getValue();
-    values.outputRedirect = options.outputredirect.getValue();
-    values.debugLog = options.debuglog.getValue();
-    values.noStartup = options.nostartup.getValue();
-    values.shellMode = options.shell.getValue();
-    values.shellCommand = options.cmdArg.getValue();
-    return values;
+LaunchOptions copyValues(const CommandLineOptions &options) {
+    return {.listMode = listModeOf(options.list.getValue()),
+            .toolName = options.tool.getValue(),
+            .toolVersion = options.packageVersion.getValue(),
+            .frameworkVersion = options.framework.getValue(),
+            .userId = options.user.getValue(),
+            .toolArguments = options.args.getValue(),
+            .toolPath = options.toolpath.getValue(),
+            .ipcMode = options.ipc.getValue(),
+            .outputRedirect = options.outputredirect.getValue(),
+            .debugLog = options.debuglog.getValue(),
+            .noStartup = options.nostartup.getValue(),
+            .shellMode = options.shell.getValue(),
+            .shellCommand = options.cmdArg.getValue()};
 }
 
 // Hands the run to its mode; the first that applies decides.
@@ -96,20 +94,21 @@ std::int32_t runMode(LaunchOptions options) {
 std::int32_t runLauncher(const std::string &name, const std::string &version, std::int32_t argc,
                          const char *const *argv) {
     ApplicationFrame frame(name, version, argc, argv);
-    std::optional<Options> options; // registered with the frame's parser, so it lives as long
-    LaunchOptions values;
+    std::optional<CommandLineOptions>
+        given; // registered with the frame's parser, so it lives as long
+    LaunchOptions options;
     try {
-        options.emplace(frame.cmdLine);
+        given.emplace(frame.cmdLine);
         if (frame.parseCommandLine() == ParseVersionPrinted)
             return 0;
-        establishInstallRoot(options->installRoot.isSet()
-                                 ? std::optional(options->installRoot.getValue())
+        establishInstallRoot(given->installRoot.isSet()
+                                 ? std::optional(given->installRoot.getValue())
                                  : std::nullopt);
-        values = copyValues(*options);
+        options = copyValues(*given);
     } catch (const TCLAP::ArgException &exception) {
         std::cerr << "error: " << exception.error() << " for arg " << exception.argId()
                   << std::endl;
         return 1;
     }
-    return runMode(std::move(values));
+    return runMode(std::move(options));
 }

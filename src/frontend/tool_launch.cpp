@@ -1,11 +1,13 @@
 #include "frontend/tool_launch.h"
 
-#include "environment/environment_variables.h"
 #include "environment/launch_environment.h"
 #include "environment/startup_tool.h"
 #include "install/component_paths.h"
-#include "install/file_system.h"
-#include "platform/scope_guard.h"
+#include "install/current_pointer.h"
+#include "platform/windows_api.h"
+#include "primitives/environment_variables.h"
+#include "primitives/file_system.h"
+#include "primitives/scope_guard.h"
 #include "process/process_handling.h"
 
 #include <algorithm>
@@ -27,11 +29,6 @@ ToolLocation locateTool(const LaunchOptions &options) {
                 toolDirectory(options.toolName, options.toolVersion)};
     }
     return {options.toolPath + "\\" + options.toolName + ".exe", options.toolPath};
-}
-
-// The shell takes the place of the tool; on PATH stands the launcher's directory in its stead.
-ToolLocation locateShell(const LaunchOptions &options) {
-    return {"C:\\Windows\\system32\\cmd.exe", toolDirectory("zqLauncher", options.toolVersion)};
 }
 
 bool testTool(const ToolLocation &toolLocation) {
@@ -67,36 +64,51 @@ bool testFramework(const FrameworkPaths &paths) {
     return true;
 }
 
-void settleFrameworkVersion(LaunchOptions &options, const ToolLocation &toolLocation) {
-    if (!options.shellMode && options.frameworkVersion.empty())
-        options.frameworkVersion = readQtInfo(toolLocation.directory);
+// Settles the framework version and sets what the tool or shell in the directory gets, up to the
+// end of PATH. Returns false if the framework isn't there.
+bool prepareEnvironment(LaunchOptions &options, const std::string &directory) {
     options.frameworkVersion = cleanVersionText(options.frameworkVersion);
     if (options.frameworkVersion.empty())
-        options.frameworkVersion = "current";
+        options.frameworkVersion = currentName;
+    setVersionVariables(options.toolVersion, options.frameworkVersion);
+    const FrameworkPaths paths = frameworkPaths(options.frameworkVersion);
+    if (!testFramework(paths))
+        return false;
+    setToolVariables(directory, options.frameworkVersion, paths);
+    return true;
 }
 
-void setShellPrompt(const LaunchOptions &options) {
+std::int32_t run(const LaunchOptions &options, const std::string &executable,
+                 const std::vector<std::string> &arguments) {
+    appendSharedDirectories();
+    runStartupTool(options.toolName, options.toolVersion, options.noStartup, options.userId);
+    return ProcessHandling::exitStatusOf(ProcessHandling::startProcess(
+        executable, arguments, options.userId, options.outputRedirect, /*newConsole=*/false,
+        options.toolName, /*hideWindow=*/false,
+        /*useLinkedToken=*/options.toolName == "zqStageWatch", /*useJob=*/true));
+}
+
+std::int32_t runTool(LaunchOptions &options) {
+    const ToolLocation toolLocation = locateTool(options);
+    if (!testTool(toolLocation))
+        return 1;
+    if (options.frameworkVersion.empty())
+        options.frameworkVersion = readQtInfo(toolLocation.directory);
+    if (!prepareEnvironment(options, toolLocation.directory))
+        return 1;
+    return run(options, toolLocation.executable, splitArguments(options.toolArguments));
+}
+
+// A shell needs no tool. In place of a tool's directory, the launcher's own is in its PATH.
+std::int32_t runShell(LaunchOptions &options) {
+    if (!prepareEnvironment(options, toolDirectory("zqLauncher", options.toolVersion)))
+        return 1;
     setEnvironmentVariable("PROMPT", "(zqshell,ver=" + options.toolVersion +
                                          ",fw=" + options.frameworkVersion + ")$P$G");
-}
-
-std::vector<std::string> makeArguments(const LaunchOptions &options) {
-    if (!options.shellMode)
-        return splitArguments(options.toolArguments);
-    if (options.shellCommand.empty())
-        return {};
-    return {"/K", options.shellCommand};
-}
-
-std::int32_t runTool(const LaunchOptions &options, const ToolLocation &toolLocation) {
-    const bool useLinkedToken = options.toolName == "zqStageWatch";
-    const auto info = ProcessHandling::startProcess(toolLocation.executable, makeArguments(options),
-                                                    options.userId, options.outputRedirect, false,
-                                                    options.toolName, false, useLinkedToken, true);
-    if (info->result != 0)
-        return 1;
-    ProcessHandling::waitForProcess(info);
-    return info->result;
+    std::vector<std::string> arguments;
+    if (!options.shellCommand.empty())
+        arguments = {"/K", options.shellCommand};
+    return run(options, commandInterpreterPath(), arguments);
 }
 
 } // namespace
@@ -137,21 +149,5 @@ std::vector<std::string> splitArguments(const std::string &text) {
 }
 
 std::int32_t launchTool(LaunchOptions &options) {
-    const ToolLocation toolLocation =
-        options.shellMode ? locateShell(options) : locateTool(options);
-    if (!options.shellMode && !testTool(toolLocation))
-        return 1;
-    settleFrameworkVersion(options, toolLocation);
-    setVersionVariables(options.frameworkVersion, options.toolVersion);
-
-    const FrameworkPaths paths = frameworkPaths(options.frameworkVersion);
-    if (!testFramework(paths))
-        return 1;
-    setToolVariables(toolLocation.directory, options.frameworkVersion, paths);
-    if (options.shellMode)
-        setShellPrompt(options);
-    appendSharedDirectories();
-
-    runStartupTool(options.toolName, options.toolVersion, options.noStartup, options.userId);
-    return runTool(options, toolLocation);
+    return options.shellMode ? runShell(options) : runTool(options);
 }

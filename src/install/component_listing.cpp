@@ -1,8 +1,8 @@
 #include "install/component_listing.h"
 
 #include "install/current_pointer.h"
-#include "install/file_system.h"
 #include "install/install_root.h"
+#include "primitives/file_system.h"
 
 #include <iostream>
 #include <string>
@@ -13,7 +13,7 @@ namespace {
 // Reads and reports the pointer in the directory of the versions.
 CurrentPointerState reportPointerOf(const std::string &directory, std::size_t listedVersions) {
     std::string version;
-    const CurrentPointerState state = readCurrentPointer(directory + "\\current", version);
+    const CurrentPointerState state = readCurrentPointer(directory + "\\" + currentName, version);
     reportCurrentPointer(state, version, listedVersions);
     return state;
 }

@@ -2,12 +2,14 @@
 
 // What --list prints: the installed versions of the components, on the standard output.
 
+// Chosen by the word of --list.
+
 enum class ListMode { None = 0, All = 1, Tools = 2, Addons = 3, Frameworks = 4 };
 
 // Prints the listings of the mode; None prints nothing.
 void listInstalled(ListMode mode);
 
-// The state of `current`, then one line a version, in the platform's order.
+// The state of `current`, then one line per version, in the platform's order.
 void listTools();
 void listFrameworks();
 

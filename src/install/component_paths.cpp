@@ -1,8 +1,8 @@
 #include "install/component_paths.h"
 
-#include "environment/environment_variables.h"
 #include "install/current_pointer.h"
 #include "install/install_root.h"
+#include "primitives/environment_variables.h"
 
 namespace {
 
@@ -13,7 +13,7 @@ bool isSnapLayout() {
     return !getEnvironmentVariable("ZQ_SNAP").empty();
 }
 
-// Where plugins and QML modules lie.
+// The parent of the plugins and the QML modules.
 std::string qtDirectory(const std::string &version) {
     return isSnapLayout() ? snapLibraryPath + "/qt5" : frameworkDirectory(version);
 }
@@ -23,7 +23,7 @@ std::string qtDirectory(const std::string &version) {
 std::string toolDirectory(const std::string &toolName, const std::string &version) {
     if (isSnapLayout())
         return snapRoot + "/current/bin";
-    if (version == "current")
+    if (version == currentName)
         return currentToolDirectory() + "\\" + toolName;
     return toolsRoot() + "\\" + version + "\\" + toolName;
 }
@@ -33,7 +33,7 @@ std::string toolExecutablePath(const std::string &toolName, const std::string &v
 }
 
 std::string frameworkDirectory(const std::string &version) {
-    if (version == "current")
+    if (version == currentName)
         return currentFrameworkDirectory();
     return frameworksRoot() + "\\" + version;
 }
@@ -68,4 +68,8 @@ std::string sharedToolsBinPath() {
 
 std::string dbusConfigPath() {
     return currentFrameworkDirectory() + "\\share\\dbus-1\\system.conf";
+}
+
+std::string commandInterpreterPath() {
+    return "C:\\Windows\\system32\\cmd.exe";
 }

@@ -2,27 +2,32 @@
 
 #include <string>
 
-// The only places where a path of a tool or framework is composed. Nothing is tested, nothing
-// fails. The version "current" selects the version in force. With ZQ_SNAP not empty, the paths of
-// tools and of a framework's libraries, plugins and QML modules lie in the fixed tree of a snap
-// package instead.
+// Every path of a tool or a framework is composed here, and nowhere else. A path isn't tested, and
+// no call fails. The version `current` stands for the version in force.
+//
+// If the variable ZQ_SNAP isn't empty, tools and the libraries, plugins and QML modules of
+// frameworks come from the fixed tree of a snap package. All other paths stay in the installation.
 
 std::string toolDirectory(const std::string &toolName, const std::string &version);
 std::string toolExecutablePath(const std::string &toolName, const std::string &version);
 
-// Of the installation tree, also with ZQ_SNAP.
+// Always in the installation.
 std::string frameworkDirectory(const std::string &version);
+
 std::string frameworkLibraryPath(const std::string &version);
 std::string frameworkPluginPath(const std::string &version);
 std::string frameworkQmlPath(const std::string &version);
 
-// Of the current tools version. The directory ends in `\`, unlike all others.
+// The launcher's directory in the current tools version. Ends in `\`, unlike every other path here.
 std::string launcherDirectory();
 std::string launcherExecutablePath();
 std::string launcherExecutablePathOf(const std::string &version);
 
-// The directory of programs that all tools share, in the current tools version.
+// The programs that all tools share, in the current tools version.
 std::string sharedToolsBinPath();
 
 // The D-Bus daemon's configuration in the current framework.
 std::string dbusConfigPath();
+
+// The system's cmd.exe, at its fixed place: a PATH doesn't decide what runs.
+std::string commandInterpreterPath();

@@ -1,11 +1,11 @@
 #include "install/current_pointer.h"
 
-#include "install/file_system.h"
 #include "install/install_root.h"
+#include "primitives/file_system.h"
 
 #include <iostream>
 
-CurrentPointerState readCurrentPointer(const std::string &path, std::string &version) {
+CurrentPointerState readCurrentPointer(const std::string &path, std::string &versionOrPath) {
     // No test for existence comes before this one: a missing entry counts as a link here and ends
     // as CurrentMissing below, like a link whose target has gone.
     if (!hasReparseAttribute(path))
@@ -14,18 +14,18 @@ CurrentPointerState readCurrentPointer(const std::string &path, std::string &ver
     if (target.empty())
         return CurrentMissing;
     if (!isDirectory(target)) {
-        version = target;
+        versionOrPath = target;
         return CurrentTargetNotDirectory;
     }
-    version = linkTargetName(path);
+    versionOrPath = linkTargetName(path);
     return CurrentValid;
 }
 
-void reportCurrentPointer(CurrentPointerState state, const std::string &version,
+void reportCurrentPointer(CurrentPointerState state, const std::string &versionOrPath,
                           std::size_t listedVersions) {
     switch (state) {
     case CurrentValid:
-        std::cout << "Current version: " << version << std::endl;
+        std::cout << "Current version: " << versionOrPath << std::endl;
         if (listedVersions == 0) {
             std::cerr << "Warning: the 'current' version is pointing to a package outside of the "
                          "install directory. This is strongly discouraged and not supported!"
@@ -33,7 +33,7 @@ void reportCurrentPointer(CurrentPointerState state, const std::string &version,
         }
         break;
     case CurrentTargetNotDirectory:
-        std::cout << "Warning: The target '" << version
+        std::cout << "Warning: The target '" << versionOrPath
                   << "' of 'current' does not exist. This is not supported!" << std::endl;
         break;
     case CurrentNotLink:
@@ -50,11 +50,11 @@ void reportCurrentPointer(CurrentPointerState state, const std::string &version,
 }
 
 std::string currentToolDirectory() {
-    return toolsRoot() + "\\current";
+    return toolsRoot() + "\\" + currentName;
 }
 
 std::string currentFrameworkDirectory() {
-    const std::string pointer = frameworksRoot() + "\\current";
+    const std::string pointer = frameworksRoot() + "\\" + currentName;
     std::string version;
     if (readCurrentPointer(pointer, version) != CurrentValid)
         return pointer;

@@ -4,7 +4,7 @@
 #include <string>
 
 // The entry `current` beside the version directories of a component: a link that selects the
-// version in force. It is followed anew at each question and never written.
+// version in force. Every call follows it anew; nothing writes it.
 
 enum CurrentPointerState {
     CurrentValid = 0,              // a link to a directory
@@ -13,18 +13,22 @@ enum CurrentPointerState {
     CurrentMissing = 3,            // no entry, or it leads nowhere
 };
 
-// Classifies the entry at the path. The version, given empty, receives the target's last component
-// if the state is CurrentValid, the resolved path if it is CurrentTargetNotDirectory.
-CurrentPointerState readCurrentPointer(const std::string &path, std::string &version);
+// The name of the entry. Given as a version, it stands for the version that the entry selects.
+inline constexpr char currentName[] = "current";
 
-// Tells a pointer's state in one line on the standard output. A valid pointer with no version
-// listed beside it also gets a warning on the standard error.
-void reportCurrentPointer(CurrentPointerState state, const std::string &version,
+// Classifies the entry at the path. Sets versionOrPath, which is passed empty, to the last
+// component of the target if the state is CurrentValid and to the resolved path if it is
+// CurrentTargetNotDirectory.
+CurrentPointerState readCurrentPointer(const std::string &path, std::string &versionOrPath);
+
+// Prints the state in one line on the standard output, and on the standard error a warning about a
+// valid pointer with no version listed beside it.
+void reportCurrentPointer(CurrentPointerState state, const std::string &versionOrPath,
                           std::size_t listedVersions);
 
-// The tools' pointer itself; the platform follows it where the path is used.
+// The path of the tools' pointer. The platform follows it wherever the path is used.
 std::string currentToolDirectory();
 
-// The directory below the frameworks' root that has the target's name, wherever the link leads;
-// the pointer's own path if it isn't valid.
+// The directory below the frameworks root that has the name of the target, wherever the link leads.
+// The path of the pointer if the pointer isn't valid.
 std::string currentFrameworkDirectory();

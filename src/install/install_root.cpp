@@ -1,7 +1,7 @@
 #include "install/install_root.h"
 
-#include "environment/environment_variables.h"
-#include "install/file_system.h"
+#include "primitives/environment_variables.h"
+#include "primitives/file_system.h"
 
 namespace {
 

@@ -11,5 +11,5 @@
 #include <userenv.h>
 #include <wtsapi32.h>
 #else
-#include "platform/posix/windows_calls.h"
+#include "stand_in/windows_calls.h"
 #endif

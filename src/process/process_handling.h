@@ -44,12 +44,17 @@ struct ProcessInfo {
     HANDLE hStdOutRead = nullptr;
     HANDLE hStdOutWrite = nullptr;
     SECURITY_ATTRIBUTES pipeAttributes = {};
+    // Owned, and still plain pointers: a destructor must not release them. The threads of a failed
+    // start that nobody closes go on until the process ends, and the pipe is theirs.
     TerminationPipe *terminationPipe = nullptr;
     std::thread *terminationThread = nullptr;
     std::thread *outputThread = nullptr;
 };
 
-// Starts the command and gives its record, never null. On success `result` is 0 and the process
+// The arguments, each with a space in front and else unchanged.
+std::string joinArguments(const std::vector<std::string> &arguments);
+
+// Starts the command and returns its record, never null. On success `result` is 0 and the process
 // runs; otherwise the reason was told in a line on the standard output. The command line is the
 // command, two blanks, and the arguments with a blank between them; nothing is quoted. A userId
 // above 0 starts the process in the console user's session, and waits until there is one.
@@ -65,6 +70,10 @@ std::shared_ptr<ProcessInfo> startProcess(const std::string &command,
 // closes the record. A WM_CLOSE in the calling thread's message queue asks the process to end; any
 // other message is dropped. Always true.
 bool waitForProcess(std::shared_ptr<ProcessInfo> info);
+
+// The exit status of a launcher whose process this is: 1 after a failed start, otherwise waits for
+// the process and returns its exit code.
+std::int32_t exitStatusOf(std::shared_ptr<ProcessInfo> info);
 
 // Ends the threads of any record of startProcess and closes its process handles. It ends no
 // process: one that runs goes on until its own end or the launcher's. Takes up to about a second,

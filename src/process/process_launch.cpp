@@ -1,9 +1,10 @@
 #include "process/process_launch.h"
 
-#include "install/file_system.h"
-#include "platform/scope_guard.h"
+#include "primitives/scope_guard.h"
+#include "primitives/wide_text.h"
 #include "process/output_forwarding.h"
 #include "process/termination_pipe.h"
+#include "process/user_session.h"
 
 #include <algorithm>
 #include <iostream>
@@ -12,18 +13,8 @@ namespace ProcessHandling {
 
 namespace {
 
-constexpr DWORD sessionRetryPauseMs = 1;
 constexpr DWORD pipePollPauseMs = 100;
 constexpr DWORD neutralLanguage = 0x400;
-
-// What a start in the console user's session needs; a direct one leaves it empty.
-struct UserSession {
-    HANDLE userToken = nullptr;
-    HANDLE linkedToken = nullptr;
-    LPVOID environment = nullptr;
-
-    HANDLE tokenToUse() const { return linkedToken != nullptr ? linkedToken : userToken; }
-};
 
 // The outcome of the creation, with the last error of the call that failed.
 struct Creation {
@@ -47,70 +38,24 @@ STARTUPINFOW makeStartupInfo(const ProcessInfo &info) {
     return startup;
 }
 
+// Two spaces separate the command from its arguments, which begin with one of their own. Tools see
+// that in their command line.
 std::basic_string<WCHAR> composeCommandLine(const ProcessInfo &info) {
     return widen(info.arguments.empty() ? info.command : info.command + " " + info.arguments);
 }
 
 DWORD makeCreationFlags(const ProcessInfo &info, bool inUserSession, bool useJob) {
-    DWORD flags = CREATE_SUSPENDED;
+    DWORD flags = CREATE_SUSPENDED; // its pipe is to exist before its first instruction
     if (info.newConsole)
         flags |= CREATE_NEW_CONSOLE;
     if (inUserSession)
-        flags |= CREATE_UNICODE_ENVIRONMENT;
+        flags |= CREATE_UNICODE_ENVIRONMENT; // as the user's environment block is
     if (!useJob)
-        flags |= CREATE_BREAKAWAY_FROM_JOB;
+        flags |= CREATE_BREAKAWAY_FROM_JOB; // out of a job that the launcher may be in
+    // In its own session SW_HIDE is enough, and the process may still show a console of its own.
     if (inUserSession && info.hideWindow)
         flags |= CREATE_NO_WINDOW;
     return flags;
-}
-
-void closeToken(HANDLE &token) {
-    if (token != nullptr) {
-        ::CloseHandle(token);
-        token = nullptr;
-    }
-}
-
-void releaseUserSession(UserSession &session) {
-    if (session.environment != nullptr)
-        ::DestroyEnvironmentBlock(session.environment);
-    closeToken(session.linkedToken);
-    closeToken(session.userToken);
-}
-
-bool queryUserToken(HANDLE &token) {
-    const DWORD sessionId = ::WTSGetActiveConsoleSessionId();
-    token = nullptr;
-    const BOOL granted = ::WTSQueryUserToken(sessionId, &token);
-    const DWORD error = ::GetLastError();
-    if (error != ERROR_SUCCESS)
-        std::cout << "WTSQueryUserToken" << granted << error << std::endl;
-    return granted != 0;
-}
-
-// Gives false if the token has no linked one.
-bool queryLinkedToken(HANDLE userToken, HANDLE &linkedToken) {
-    DWORD size = 0;
-    ::GetTokenInformation(userToken, TokenLinkedToken, nullptr, 0, &size);
-    std::vector<std::byte> buffer(size);
-    if (::GetTokenInformation(userToken, TokenLinkedToken, buffer.data(), size, &size) == 0)
-        return false;
-    linkedToken = reinterpret_cast<const TOKEN_LINKED_TOKEN *>(buffer.data())->LinkedToken;
-    return true;
-}
-
-// Waits without limit until somebody is logged on at the console.
-void waitForUserToken(UserSession &session, bool useLinkedToken) {
-    for (;;) {
-        if (queryUserToken(session.userToken)) {
-            const bool linked =
-                useLinkedToken && queryLinkedToken(session.userToken, session.linkedToken);
-            if ((linked ? session.linkedToken : session.userToken) != nullptr)
-                return;
-            closeToken(session.userToken);
-        }
-        ::Sleep(sessionRetryPauseMs);
-    }
 }
 
 Creation createInUserSession(ProcessInfo &info, UserSession &session, bool useLinkedToken,
@@ -119,7 +64,7 @@ Creation createInUserSession(ProcessInfo &info, UserSession &session, bool useLi
     std::basic_string<WCHAR> desktop = widen("WinSta0\\Default");
     startup.lpDesktop = desktop.data();
     waitForUserToken(session, useLinkedToken);
-    if (::CreateEnvironmentBlock(&session.environment, session.tokenToUse(), TRUE) != TRUE) {
+    if (!makeUserEnvironment(session)) {
         const DWORD error = ::GetLastError();
         std::cout << "last error " << error << std::endl;
         return {-1, error};

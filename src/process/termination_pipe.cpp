@@ -1,6 +1,6 @@
 #include "process/termination_pipe.h"
 
-#include "install/file_system.h"
+#include "primitives/wide_text.h"
 
 #include <chrono>
 #include <thread>
@@ -42,6 +42,7 @@ bool waitForTerminateRequest(const TerminationPipe &pipe) {
 
 void sendWord(HANDLE handle) {
     DWORD written = 0;
+    // "faile." is how the message is known, and stays.
     if (::WriteFile(handle, terminationWord, sizeof(terminationWord), &written, nullptr) == TRUE)
         ::DisconnectNamedPipe(handle);
     else
@@ -83,6 +84,7 @@ void servePipe(TerminationPipe &pipe) {
             return;
         sendWord(handle);
     }
+    // Part of a stop's known timing: a launch ends no sooner than a second after its word was sent.
     ::Sleep(closingPauseMs);
 }
 

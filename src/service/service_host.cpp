@@ -1,9 +1,9 @@
 #include "service/service_host.h"
 
 #include "frontend/launcher.h"
-#include "install/file_system.h"
-#include "platform/scope_guard.h"
 #include "platform/windows_api.h"
+#include "primitives/scope_guard.h"
+#include "primitives/wide_text.h"
 #include "process/process_handling.h"
 
 namespace {
@@ -55,7 +55,7 @@ void makeReport(const Report &report) {
     makeReport(report, "ServiceMain");
 }
 
-void earlyExit() {
+void logEarlyExit() {
     debugMessage("ServiceMain", "Exit");
 }
 
@@ -119,7 +119,7 @@ void serveUntilStopped(HANDLE worker, DWORD workerId) {
     if (g_ServiceStopEvent == nullptr) {
         debugMessage("ServiceMain", "CreateEvent(g_ServiceStopEvent) returned error");
         makeReport(eventFailed);
-        earlyExit();
+        logEarlyExit();
         return;
     }
     makeReport(running);
@@ -137,7 +137,7 @@ void WINAPI ServiceMain(DWORD, LPWSTR *) {
         ::RegisterServiceCtrlHandlerW(widen(serviceName).c_str(), ServiceCtrlHandler);
     if (g_ServiceStatusHandle == nullptr) {
         debugMessage("ServiceMain", "RegisterServiceCtrlHandler returned error");
-        earlyExit();
+        logEarlyExit();
         return;
     }
     g_ServiceStatus = {};
@@ -148,16 +148,16 @@ void WINAPI ServiceMain(DWORD, LPWSTR *) {
         ::CreateThread(nullptr, 0, ServiceWorkerThread, g_ServiceContext, 0, &workerId);
     if (worker == nullptr) {
         g_ServiceContext->exitCode = 1;
-        earlyExit();
+        logEarlyExit();
         makeReport(stopped);
         return;
     }
     const ScopeGuard closeWorker([worker] { ::CloseHandle(worker); });
     if (!waitForLaunch()) {
-        earlyExit(); // before the report: after it the process may end at any moment
+        logEarlyExit(); // before the report: after it the process may end at any moment
         makeReport(stopped);
     } else if (ProcessHandling::isLaunchFailed()) {
-        earlyExit();
+        logEarlyExit();
         // The tool may run all the same: the failed launch can be that of the start-up tool.
         ::WaitForSingleObject(worker, INFINITE);
         makeReport(stopped);

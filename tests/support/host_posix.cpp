@@ -80,7 +80,7 @@ std::string ownUser() {
 std::vector<std::string> ownEnvironment() {
     std::vector<std::string> entries;
     for (char **entry = environ; *entry; ++entry)
-        entries.push_back(*entry);
+        entries.emplace_back(*entry);
     return entries;
 }
 

@@ -1,0 +1,118 @@
+#include "stand_in/command_line.h"
+
+#include "stand_in/paths.h"
+
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <optional>
+
+namespace {
+
+constexpr std::string_view blanks = " \t";
+
+void skipBlanks(std::string_view &text) {
+    text.remove_prefix(std::min(text.find_first_not_of(blanks), text.size()));
+}
+
+// The program's name knows quotes, but no backslash that escapes one.
+std::string takeProgram(std::string_view &text) {
+    std::string program;
+    bool quoted = false;
+    std::size_t at = 0;
+    for (; at < text.size() && (quoted || blanks.find(text[at]) == text.npos); ++at)
+        if (text[at] == '"')
+            quoted = !quoted;
+        else
+            program += text[at];
+    text.remove_prefix(at);
+    return program;
+}
+
+// Backslashes escape only before a quote; two quotes within quotes stand for one.
+std::string takeArgument(std::string_view &text) {
+    std::string argument;
+    bool quoted = false;
+    std::size_t at = 0;
+    while (at < text.size() && (quoted || blanks.find(text[at]) == text.npos)) {
+        const std::size_t after = std::min(text.find_first_not_of('\\', at), text.size());
+        const std::size_t backslashes = after - at;
+        if (text.substr(after, 1) != "\"") {
+            const std::size_t plain = std::max<std::size_t>(backslashes, 1);
+            argument += text.substr(at, plain);
+            at += plain;
+            continue;
+        }
+        argument.append(backslashes / 2, '\\');
+        at = after + 1;
+        if (backslashes % 2 == 1) {
+            argument += '"';
+        } else if (quoted && text.substr(at, 1) == "\"") {
+            argument += '"';
+            ++at;
+        } else {
+            quoted = !quoted;
+        }
+    }
+    text.remove_prefix(at);
+    return argument;
+}
+
+struct Found {
+    std::string path;
+    bool isDirectory;
+};
+
+std::optional<Found> findOnHost(const std::string &name) {
+    const std::string path = stand_in::toHost(stand_in::toWide(name).c_str());
+    struct stat status;
+    if (::stat(path.c_str(), &status) != 0)
+        return std::nullopt;
+    return Found{path, S_ISDIR(status.st_mode)};
+}
+
+std::optional<Found> findCandidate(std::string_view name) {
+    const std::string candidate(name);
+    auto found = findOnHost(candidate);
+    const std::size_t component = candidate.find_last_of("/\\") + 1;
+    if (!found && candidate.find('.', component) == candidate.npos)
+        found = findOnHost(candidate + ".exe");
+    return found;
+}
+
+} // namespace
+
+std::vector<std::string> stand_in::splitCommandLine(std::string_view commandLine) {
+    std::vector<std::string> arguments{takeProgram(commandLine)};
+    skipBlanks(commandLine);
+    while (!commandLine.empty()) {
+        arguments.push_back(takeArgument(commandLine));
+        skipBlanks(commandLine);
+    }
+    return arguments;
+}
+
+DWORD stand_in::findProgram(std::string &commandLine, std::string &program) {
+    const std::string_view line = commandLine;
+    if (line.starts_with('"')) {
+        const std::string_view rest = line.substr(1);
+        const auto found = findCandidate(rest.substr(0, rest.find('"')));
+        if (!found)
+            return ERROR_FILE_NOT_FOUND;
+        program = found->path;
+        return found->isDirectory ? ERROR_ACCESS_DENIED : ERROR_SUCCESS;
+    }
+    for (std::size_t cut = 0; cut < line.size();) {
+        cut = std::min(line.find_first_of(blanks, cut + 1), line.size());
+        const std::string name(line.substr(0, cut));
+        const auto found = findCandidate(name);
+        if (found && !found->isDirectory) {
+            program = found->path;
+            // Found behind a blank, the name gets quotes, so that it stays one argument.
+            if (name.find_first_of(blanks) != name.npos)
+                commandLine = '"' + name + '"' + std::string(line.substr(cut));
+            return ERROR_SUCCESS;
+        }
+    }
+    return ERROR_FILE_NOT_FOUND;
+}

@@ -1,0 +1,73 @@
+#include "stand_in/faults.h"
+
+#include "stand_in/descriptor.h"
+
+#include <cstdlib>
+#include <mutex>
+#include <sstream>
+#include <string>
+#include <vector>
+
+namespace {
+
+struct Fault {
+    std::string call;
+    DWORD lastError;
+    unsigned long callsLeft;
+};
+
+struct Watch {
+    std::mutex lock;
+    std::vector<Fault> faults;
+    std::string callLog;
+};
+
+// Never destroyed: threads still make calls while the process ends.
+Watch &watch() {
+    static Watch &instance = *new Watch;
+    return instance;
+}
+
+void readFaults(const char *text) {
+    std::istringstream entries(text);
+    for (std::string entry; std::getline(entries, entry, ',');) {
+        std::istringstream fields(entry);
+        std::string call, lastError, nth;
+        std::getline(fields, call, ':');
+        std::getline(fields, lastError, ':');
+        std::getline(fields, nth);
+        const auto code = static_cast<DWORD>(std::strtoul(lastError.c_str(), nullptr, 10));
+        watch().faults.push_back(
+            {call, code, nth.empty() ? 1 : std::strtoul(nth.c_str(), nullptr, 10)});
+    }
+}
+
+[[maybe_unused]] const bool g_environmentRead = [] {
+    if (const char *faults = std::getenv("ZQHOST_FAIL"))
+        readFaults(faults);
+    if (const char *log = std::getenv("ZQHOST_CALL_LOG"))
+        watch().callLog = log;
+    stand_in::g_callsWatched = !watch().faults.empty() || !watch().callLog.empty();
+    return true;
+}();
+
+} // namespace
+
+bool stand_in::watchedCallFails(std::string_view call) {
+    Watch &watched = watch();
+    const std::lock_guard guard(watched.lock);
+    if (!watched.callLog.empty())
+        appendLine(watched.callLog, call);
+
+    bool isDue = false;
+    for (Fault &fault : watched.faults) {
+        if (fault.call != call || fault.callsLeft == 0)
+            continue;
+        --fault.callsLeft;
+        if (fault.callsLeft == 0) {
+            SetLastError(fault.lastError);
+            isDue = true;
+        }
+    }
+    return isDue;
+}

@@ -1,0 +1,33 @@
+#include "stand_in/tether.h"
+
+#include <sys/socket.h>
+
+#include <cerrno>
+#include <csignal>
+
+stand_in::Tether::Tether() {
+    int ends[2];
+    if (::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) == 0) {
+        m_ends[0] = Descriptor(ends[0]);
+        m_ends[1] = Descriptor(ends[1]);
+    }
+}
+
+bool stand_in::Tether::tie(pid_t process) const {
+    for (const Descriptor &end : m_ends) {
+        if (::fcntl(end.get(), F_SETOWN, process) != 0 ||
+            ::fcntl(end.get(), F_SETSIG, SIGKILL) != 0 ||
+            ::fcntl(end.get(), F_SETFL, O_ASYNC) != 0) {
+            const int hostError = errno;
+            untie(); // half tied, the process would be killed all the same
+            errno = hostError;
+            return false;
+        }
+    }
+    return true;
+}
+
+void stand_in::Tether::untie() const {
+    for (const Descriptor &end : m_ends)
+        ::fcntl(end.get(), F_SETFL, 0);
+}
