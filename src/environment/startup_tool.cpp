@@ -5,7 +5,7 @@
 
 namespace {
 
-constexpr std::int32_t startupUserId = 1000; // any number above 0 leads into the user's session
+constexpr std::int32_t startupUserId = 1000; // any number above 0 selects the user's session
 
 bool isMainTool(const std::string &toolName) {
     return toolName == "zqStage" || toolName == "zqHostPrep";

@@ -14,8 +14,8 @@ std::string prefixedName(const std::string &base);
 // The end of the usage: maker, name, version, build stamp and notice.
 std::string buildBanner(const std::string &name, const std::string &version);
 
-// The application's identity and its command line, for the length of one run. Options register with
-// cmdLine and must live until they are read after the parse.
+// The application's identity and its command line, for one run. Options register with cmdLine and
+// must live until their values are read.
 class ApplicationFrame {
 public:
     // Adds --shortversion and sorts the arguments.
@@ -32,7 +32,7 @@ public:
     std::string version;
     bool parsed = false;
     std::vector<std::string> parserArguments;      // what the parser sees
-    std::vector<std::string> passThroughArguments; // what is kept from it, read by nobody
+    std::vector<std::string> passThroughArguments; // what it doesn't see; read by nobody
     TCLAP::CmdLine cmdLine;
     TCLAP::SwitchArg shortVersionSwitch;
 

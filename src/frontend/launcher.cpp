@@ -19,8 +19,8 @@ using TextOption = TCLAP::ValueArg<std::string>;
 using NumberOption = TCLAP::ValueArg<int>;
 using Switch = TCLAP::SwitchArg;
 
-// The options, added to the parser in this order: flag, name, description, and for a value whether
-// it is required, its default and what it is called in the usage.
+// The options, added to the parser in this order. For each: flag, name and description; for a value
+// also whether it is required, its default and its name in the usage.
 // clang-format off
 struct CommandLineOptions {
     explicit CommandLineOptions(TCLAP::CmdLine &parser) : cmdLine(parser) {}

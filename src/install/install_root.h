@@ -3,19 +3,18 @@
 #include <optional>
 #include <string>
 
-// Where the installation lies. A root is used exactly as it was given and nobody tests here
-// whether it exists.
+// The root of the installation. It is used unchanged, and nothing here tests whether it exists.
 
-// Settles the root for this run in ZQ_INSTALL_ROOT: the option's value if the option was given,
-// also an empty one; else what the variable holds; else the directory four levels above the
-// running executable. Where the executable lies less deep, the variable stays unset.
+// Sets ZQ_INSTALL_ROOT for this run: to the value of the option if the option was given, even an
+// empty one; otherwise keeps its value; if that is empty, sets it to the directory four levels
+// above the running executable. Leaves it unset if the executable is less than four levels deep.
 void establishInstallRoot(const std::optional<std::string> &option);
 
-// ZQ_INSTALL_ROOT, else LARKSTONE_PATH_PREFIX followed by C:\ZQClient. Never empty. That last
-// resort is kept: once it was given, the variable is not asked again.
+// ZQ_INSTALL_ROOT, or if that is empty LARKSTONE_PATH_PREFIX followed by C:\ZQClient. Never empty.
+// Once this last resort was returned, every later call returns it again.
 std::string installRoot();
 
-// The component directories below the root, without a separator at the end.
+// The component directories below the root, without a trailing separator.
 std::string toolsRoot();
 std::string addonsRoot();
 std::string frameworksRoot();

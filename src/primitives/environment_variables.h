@@ -2,19 +2,19 @@
 
 #include <string>
 
-// The only ways to the process environment. Child processes inherit what is set here.
+// All access to the process environment. Child processes inherit what is set here.
 
-// Selects one of the two variables that tell a tool its versions.
+// The two variables that pass a tool its versions.
 enum class VersionVariable { Tool = 0, Framework = 1 };
 
-// A copy of the value; empty for an unset variable as for an empty one.
+// A copy of the value. Empty if the variable is unset.
 std::string getEnvironmentVariable(const std::string &name);
 
 // Replaces the value. An empty value removes the variable. A failure is ignored.
 void setEnvironmentVariable(const std::string &name, const std::string &value);
 
-// Extend a list whose entries one semicolon separates; an empty value changes nothing. Entries
-// that are there already are added again.
+// Extend a list whose entries are separated by semicolons. An empty value changes nothing. An entry
+// that the list already holds is added again.
 void prependToVariable(const std::string &name, const std::string &value);
 void appendToVariable(const std::string &name, const std::string &value);
 

@@ -46,8 +46,8 @@ bool isExecutableName(const std::string &path) {
 }
 
 bool hasReparseAttribute(const std::string &path) {
-    // A missing path gives all bits set, and so counts as a link: that is how a missing `current`
-    // goes on to be told from one that is no link.
+    // Not compared with INVALID_FILE_ATTRIBUTES: a missing path has all bits set and counts as a
+    // link, which is how a missing `current` differs from one that is no link.
     return (::GetFileAttributesW(widen(path).c_str()) & FILE_ATTRIBUTE_REPARSE_POINT) != 0;
 }
 

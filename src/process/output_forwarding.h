@@ -8,7 +8,7 @@ struct ProcessInfo;
 
 // Copies what the process writes to its output pipe to the launcher's standard output, on a thread
 // of its own, until the record's `finished` is set: every 100 milliseconds one chunk of up to 4096
-// bytes, byte for byte up to the chunk's first zero byte. Ends at once without redirectOutput.
+// bytes, byte for byte up to its first zero byte. Without redirectOutput it ends at once.
 // Keeps the record alive while it runs.
 void forwardOutput(std::weak_ptr<ProcessInfo> process);
 

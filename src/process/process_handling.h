@@ -17,18 +17,18 @@ namespace ProcessHandling {
 struct TerminationPipe;
 
 // The record of one launched process, kept behind a shared pointer. The callers of startProcess
-// read `result` only. The flags are shared between threads, each is set once.
+// read `result` only. The atomic flags are shared between threads; each is set once.
 //
 // The record closes nothing. closeProcess closes the handles of winProcInfo and releases the two
 // threads and the termination pipe. ghJob, the ends of the anonymous pipes and the handle of a
-// termination pipe that sent nothing stay open until the launcher's process ends: the closing of
-// ghJob is what kills a process that is left behind.
+// termination pipe that sent nothing stay open until the launcher's process ends. The closing of
+// ghJob then kills a process that is left behind.
 struct ProcessInfo {
     // 0 after a start, 1 or -1 after a failed one; after waitForProcess the exit code.
     std::int32_t result = 0;
     std::uint32_t processId = 0;
     std::string command;
-    std::string arguments; // joined, each with a blank in front
+    std::string arguments; // joined, each with a space in front
     bool hideWindow = true;
     bool redirectOutput = false;
     bool newConsole = false;
@@ -55,33 +55,39 @@ struct ProcessInfo {
 std::string joinArguments(const std::vector<std::string> &arguments);
 
 // Starts the command and returns its record, never null. On success `result` is 0 and the process
-// runs; otherwise the reason was told in a line on the standard output. The command line is the
-// command, two blanks, and the arguments with a blank between them; nothing is quoted. A userId
-// above 0 starts the process in the console user's session, and waits until there is one.
-// Only then useLinkedToken counts: the process runs under the user's linked token if there is one.
-// redirectOutput copies what the process writes to the launcher's standard output.
+// is running. On failure the reason was printed on the standard output. The command line is the
+// command, two spaces, and the arguments separated by one space; nothing is quoted.
+// - userId: above 0, the process starts in the session of the user at the console, as soon as there
+// is
+//   one.
+// - useLinkedToken: only with such a userId. The process gets the user's linked token if there is
+// one.
+// - redirectOutput: what the process writes is copied to the launcher's standard output.
+// - newConsole: the process gets a console of its own. hideWindow: that console isn't shown.
+// - name: stored only.
+// - useJob: the process ends with the launcher. Without it, it leaves any job of the launcher.
 std::shared_ptr<ProcessInfo> startProcess(const std::string &command,
                                           const std::vector<std::string> &arguments,
                                           std::int32_t userId, bool redirectOutput, bool newConsole,
                                           const std::string &name, bool hideWindow,
                                           bool useLinkedToken, bool useJob);
 
-// Waits without limit for the end of a process whose `result` is 0, stores its exit code there and
-// closes the record. A WM_CLOSE in the calling thread's message queue asks the process to end; any
-// other message is dropped. Always true.
+// Waits without limit for the end of a process whose `result` is 0, stores its exit code in
+// `result` and closes the record. On a WM_CLOSE in the calling thread's message queue, asks the
+// process to end; drops every other message. Always returns true.
 bool waitForProcess(std::shared_ptr<ProcessInfo> info);
 
 // The exit status of a launcher whose process this is: 1 after a failed start, otherwise waits for
 // the process and returns its exit code.
 std::int32_t exitStatusOf(std::shared_ptr<ProcessInfo> info);
 
-// Ends the threads of any record of startProcess and closes its process handles. It ends no
-// process: one that runs goes on until its own end or the launcher's. Takes up to about a second,
-// longer while nobody reads the launcher's output.
+// Ends the threads of a record, whatever its state, and closes its process handles. A process that
+// is still running goes on. Takes up to about two seconds, longer while nobody reads the launcher's
+// output.
 void closeProcess(std::shared_ptr<ProcessInfo> info);
 
-// How far the latest startProcess has come; false as long as there was none. Safe on any thread.
-// Once isLaunchDone is true, isLaunchFailed tells the outcome, unless another start has begun.
+// The progress of the latest startProcess; false before the first one. Safe on any thread. Once
+// isLaunchDone is true, isLaunchFailed is the outcome, unless another start has begun.
 bool isLaunchDone();
 bool isLaunchFailed();
 

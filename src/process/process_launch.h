@@ -6,8 +6,8 @@ namespace ProcessHandling {
 
 // Creates the process of a prepared record suspended, directly or in the console user's session,
 // with its two threads beside it, resumes it once its termination pipe exists, and puts it into
-// its job. Gives the record's `result`: 0, or 1 for a failed creation or job assignment, -1 if the
-// user's environment could not be made. Failures are told on the standard output.
+// its job. Returns the record's `result`: 0, 1 for a failed creation or job assignment, -1 if the
+// user's environment could not be made. Failures are printed on the standard output.
 std::int32_t launchProcess(std::shared_ptr<ProcessInfo> info, bool inUserSession,
                            bool useLinkedToken, bool useJob);
 

@@ -7,8 +7,8 @@
 namespace ProcessHandling {
 
 // The named pipe through which the launcher asks one process to end: \\.\pipe\zqLauncher_ and the
-// process's id. The process opens it as its client and reads one word, once: the seven bytes
-// "zqEnd!" and a zero. The flags are shared between threads, each is set once.
+// id of the process. The process opens it as its client and reads one message of seven bytes, once:
+// "zqEnd!" and a zero byte. The flags are shared between threads; each is set once.
 struct TerminationPipe {
     TerminationPipe(std::uint32_t ownerId, std::string ownerCommand);
 
@@ -20,13 +20,13 @@ struct TerminationPipe {
     std::string pipeName;
 };
 
-// Lets other threads run until the flag is set, for a few milliseconds at most. For the time before
+// Lets other threads run until the flag is set, for a few milliseconds at most. To be called before
 // the first look at a flag that another thread is just about to set.
 void awaitBriefly(const std::atomic<bool> &flag);
 
-// Serves the pipe on a thread of its own until the word has gone out or stopRequested is seen. Up
-// to its first client it looks at no flag. Failures go to the debug channel. The record must
-// outlive the call.
+// Serves the pipe until the word was sent or stopRequested is seen, on a thread of its own. No flag
+// is checked until a client connects. Failures go to the debug channel. The record must outlive the
+// call.
 void servePipe(TerminationPipe &pipe);
 
 } // namespace ProcessHandling

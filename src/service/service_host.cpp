@@ -78,7 +78,7 @@ DWORD WINAPI ServiceWorkerThread(LPVOID argument) {
     return 0;
 }
 
-// Ends when the run is over or a stop was asked for.
+// Ends when the run has ended or a stop was requested.
 DWORD WINAPI ServiceStopWatchThread(LPVOID argument) {
     const auto *context = static_cast<const ServiceContext *>(argument);
     while (!context->done && ::WaitForSingleObject(g_ServiceStopEvent, 0) != WAIT_OBJECT_0)
@@ -86,11 +86,11 @@ DWORD WINAPI ServiceStopWatchThread(LPVOID argument) {
     return 0;
 }
 
-// Waits for the first creation attempt of the run. False if the run has ended without one.
+// Waits for the first creation attempt of the run. Returns false if the run has ended without one.
 bool waitForLaunch() {
     while (!ProcessHandling::isLaunchDone()) {
         if (g_ServiceContext->done)
-            return ProcessHandling::isLaunchDone(); // made since it was last asked for
+            return ProcessHandling::isLaunchDone(); // made since the last look
         ::Sleep(pollPauseMs);
     }
     return true;
@@ -113,7 +113,7 @@ void takeStatusForGood() {
         ::Sleep(pollPauseMs);
 }
 
-// From the launch on: the service runs until the worker ends or a stop is asked for.
+// The service runs until the worker ends or a stop is requested.
 void serveUntilStopped(HANDLE worker, DWORD workerId) {
     g_ServiceStopEvent = ::CreateEventW(nullptr, TRUE, FALSE, nullptr);
     if (g_ServiceStopEvent == nullptr) {

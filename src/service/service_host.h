@@ -4,10 +4,10 @@
 #include <cstdint>
 #include <string>
 
-// The launcher under the service control manager. A run of the launcher is the same there as on a
-// console; what stands here lies around it. Reports go to the debug channel only.
+// The launcher as a service. A run of the launcher is the same as on a console; this surrounds it.
+// Failures are reported on the debug channel only.
 
-// The record through which the service's threads meet. It must outlive all of them.
+// What the threads of the service share. It must outlive all of them.
 struct ServiceContext {
     std::int32_t argc = 0;
     const char *const *argv = nullptr;
@@ -17,6 +17,7 @@ struct ServiceContext {
     std::atomic<std::uint32_t> exitCode = 0;
 };
 
-// Offers the process to the service control manager, and returns when the service has stopped.
-// False, without a message, if the manager didn't take it: the process was started by hand.
+// Offers the process to the service control manager, and returns when the service has stopped; its
+// threads may still be running then. Returns false, without a message, if the manager didn't start
+// this process.
 bool runAsService(ServiceContext &context);
