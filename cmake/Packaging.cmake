@@ -1,18 +1,50 @@
-# The release: an installation tree's part that the launcher brings, with its documents beside it.
-set(launcher_directory tools/${PROJECT_VERSION}/zqLauncher)
-install(TARGETS zqLauncher RUNTIME DESTINATION ${launcher_directory})
-install(FILES README.md CHANGELOG.md DESTINATION ${launcher_directory})
-install(DIRECTORY docs DESTINATION ${launcher_directory})
-install(FILES examples/orderly_stop.cpp examples/sample_tool.cpp DESTINATION ${launcher_directory}/examples)
-install(FILES src/platform/windows_api.h DESTINATION ${launcher_directory}/examples/platform)
+# The release: three archives, each with one folder of its own, and their checksums. Administrators
+# take win64, tool authors sdk, and who debugs the launcher takes symbols.
+set(release ${PROJECT_NAME}-${PROJECT_VERSION})
+set(win64 ${release}-win64)
+set(sdk ${release}-sdk)
+set(symbols ${release}-symbols)
 
-# The example as a tool: found as `-t zqOrderlyStop`.
-install(PROGRAMS $<TARGET_FILE:orderly_stop> DESTINATION tools/${PROJECT_VERSION}/zqOrderlyStop
-        RENAME zqOrderlyStop.exe)
+# Copied into a tools version under the name zqLauncher, this folder is the launcher's.
+install(TARGETS zqLauncher RUNTIME DESTINATION ${win64})
+install(FILES packaging/win64/README.md packaging/COPYRIGHT.txt CHANGELOG.md DESTINATION ${win64})
+install(FILES docs/install.md docs/usage.md docs/service.md docs/security.md
+        DESTINATION ${win64}/docs)
 
-set(CPACK_GENERATOR ZIP)
+# What is linked in, as its Debian package states it: a file in licences/ and where it comes from.
+install(FILES packaging/win64/licences.md DESTINATION ${win64}/licences RENAME README.md)
+foreach(licence IN ITEMS
+    tclap.txt=/usr/share/doc/libtclap-dev/copyright
+    mingw-w64.txt=/usr/share/doc/mingw-w64-x86-64-dev/copyright
+    gcc.txt=/usr/share/doc/g++-mingw-w64-x86-64-posix/copyright
+    gpl-3.txt=/usr/share/common-licenses/GPL-3)
+  string(REGEX MATCH "(.*)=(.*)" _ ${licence})
+  set(name ${CMAKE_MATCH_1})
+  set(text ${CMAKE_MATCH_2})
+  install(CODE "if(NOT EXISTS \"${text}\")
+    message(FATAL_ERROR \"The licence text ${text} is missing. If dpkg is set up to leave out \"
+                        \"documentation, install the package that owns it anew without that.\")
+  endif()")
+  install(FILES ${text} DESTINATION ${win64}/licences RENAME ${name})
+endforeach()
+
+# The folders are those of the project, so that the pages' links hold.
+install(FILES packaging/sdk/README.md packaging/COPYRIGHT.txt DESTINATION ${sdk})
+install(FILES docs/tools.md DESTINATION ${sdk}/docs)
+install(FILES sdk/zq_orderly_stop.h DESTINATION ${sdk}/sdk)
+install(FILES examples/console_tool.cpp examples/message_loop_tool.c examples/node_tool.js
+              examples/try_stop.cpp
+        DESTINATION ${sdk}/examples)
+
+install(FILES packaging/symbols/README.md packaging/COPYRIGHT.txt $<TARGET_FILE:zqLauncher>.debug
+        DESTINATION ${symbols})
+
+# Only the launcher goes into the archives, so the tests need not be built for them.
+set(CMAKE_SKIP_INSTALL_ALL_DEPENDENCY ON)
+set(CPACK_GENERATOR External)
 set(CPACK_PACKAGE_VENDOR Larkstone)
-set(CPACK_PACKAGE_FILE_NAME zqLauncher-${PROJECT_VERSION}-win64)
+set(CPACK_PACKAGE_FILE_NAME ${release})
 set(CPACK_PACKAGE_DIRECTORY ${PROJECT_BINARY_DIR})
-set(CPACK_INCLUDE_TOPLEVEL_DIRECTORY OFF)
+set(CPACK_EXTERNAL_ENABLE_STAGING ON)
+set(CPACK_EXTERNAL_PACKAGE_SCRIPT ${CMAKE_CURRENT_LIST_DIR}/CreateArchives.cmake)
 include(CPack)

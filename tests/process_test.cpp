@@ -61,8 +61,8 @@ TEST_F(Process, WmCloseSendsTheWordAndTheToolsCodeComesBack) {
 
 TEST_F(Process, ExampleToolEndsItselfInOrder) {
     placeProgram(EXAMPLE_TOOL,
-                 tree.root() / "tools" / "7.2" / "zqOrderlyStop" / "zqOrderlyStop.exe");
-    EXPECT_EQ(runAndClose(root, "zqOrderlyStop", ""), 0);
+                 tree.root() / "tools" / "7.2" / "zqConsoleTool" / "zqConsoleTool.exe");
+    EXPECT_EQ(runAndClose(root, "zqConsoleTool", ""), 0);
 }
 
 // What stays open of each record, for the launcher's lifetime, is its job and its pipes: both ends
