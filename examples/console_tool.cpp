@@ -43,8 +43,5 @@ int main() {
     while (::WaitForSingleObject(stop, 0) != WAIT_OBJECT_0)
         doSomeWork();
     log("asked to end, all is saved");
-    // The launcher reads the output every 100 ms, and once at most after the tool's end.
-    if (logsToStandardOutput())
-        ::Sleep(150);
     return 0; // the service reports a tool's exit code as its own
 }
