@@ -58,7 +58,7 @@ ZqStopEvent stopEventFrom(const Server &serve) {
 }
 
 TEST(OrderlyStop, WordIsTheRequestAlsoIfItIsDroppedUnread) {
-    for (const DWORD pauseMs : {0, 300}) {
+    for (const DWORD pauseMs : {DWORD{0}, DWORD{300}}) {
         pauseBeforeReadMs = pauseMs;
         EXPECT_EQ(stopEventFrom([](HANDLE pipe) {
                       send(pipe, word);
