@@ -7,12 +7,13 @@ set(symbols ${release}-symbols)
 
 # Copied into a tools version under the name zqLauncher, this folder is the launcher's.
 install(TARGETS zqLauncher RUNTIME DESTINATION ${win64})
-install(FILES packaging/win64/README.md packaging/COPYRIGHT.txt CHANGELOG.md DESTINATION ${win64})
+install(FILES README.md packaging/COPYRIGHT.txt CHANGELOG.md DESTINATION ${win64})
 install(FILES docs/install.md docs/usage.md docs/service.md docs/security.md
+              docs/troubleshooting.md
         DESTINATION ${win64}/docs)
 
 # What is linked in, as its Debian package states it: a file in licences/ and where it comes from.
-install(FILES packaging/win64/licences.md DESTINATION ${win64}/licences RENAME README.md)
+install(FILES packaging/licences.md DESTINATION ${win64}/licences RENAME README.md)
 foreach(licence IN ITEMS
     tclap.txt=/usr/share/doc/libtclap-dev/copyright
     mingw-w64.txt=/usr/share/doc/mingw-w64-x86-64-dev/copyright
