@@ -5,7 +5,6 @@
 #include <sys/stat.h>
 
 #include <algorithm>
-#include <optional>
 
 namespace {
 
@@ -58,26 +57,20 @@ std::string takeArgument(std::string_view &text) {
     return argument;
 }
 
-struct Found {
-    std::string path;
-    bool isDirectory;
-};
-
-std::optional<Found> findOnHost(const std::string &name) {
-    const std::string path = stand_in::toHost(stand_in::toWide(name).c_str());
-    struct stat status;
-    if (::stat(path.c_str(), &status) != 0)
-        return std::nullopt;
-    return Found{path, S_ISDIR(status.st_mode)};
-}
-
-std::optional<Found> findCandidate(std::string_view name) {
-    const std::string candidate(name);
-    auto found = findOnHost(candidate);
-    const std::size_t component = candidate.find_last_of("/\\") + 1;
-    if (!found && candidate.find('.', component) == candidate.npos)
-        found = findOnHost(candidate + ".exe");
-    return found;
+// The path on the host of the file of this name, or of this name and ".exe"; empty if there is
+// none.
+std::string findFile(std::string_view name) {
+    const std::size_t component = name.find_last_of("/\\") + 1;
+    const bool hasDot = name.find('.', component) != name.npos;
+    for (const std::string &candidate : {std::string(name), std::string(name) + ".exe"}) {
+        const std::string path = stand_in::toHost(candidate);
+        struct stat status;
+        if (::stat(path.c_str(), &status) == 0 && !S_ISDIR(status.st_mode))
+            return path;
+        if (hasDot)
+            break;
+    }
+    return "";
 }
 
 } // namespace
@@ -92,27 +85,20 @@ std::vector<std::string> stand_in::splitCommandLine(std::string_view commandLine
     return arguments;
 }
 
-DWORD stand_in::findProgram(std::string &commandLine, std::string &program) {
+std::string stand_in::findProgram(std::string &commandLine) {
     const std::string_view line = commandLine;
-    if (line.starts_with('"')) {
-        const std::string_view rest = line.substr(1);
-        const auto found = findCandidate(rest.substr(0, rest.find('"')));
-        if (!found)
-            return ERROR_FILE_NOT_FOUND;
-        program = found->path;
-        return found->isDirectory ? ERROR_ACCESS_DENIED : ERROR_SUCCESS;
-    }
+    if (line.starts_with('"'))
+        return findFile(line.substr(1, line.substr(1).find('"')));
     for (std::size_t cut = 0; cut < line.size();) {
         cut = std::min(line.find_first_of(blanks, cut + 1), line.size());
         const std::string name(line.substr(0, cut));
-        const auto found = findCandidate(name);
-        if (found && !found->isDirectory) {
-            program = found->path;
-            // Found behind a blank, the name gets quotes, so that it stays one argument.
-            if (name.find_first_of(blanks) != name.npos)
-                commandLine = '"' + name + '"' + std::string(line.substr(cut));
-            return ERROR_SUCCESS;
-        }
+        const std::string program = findFile(name);
+        if (program.empty())
+            continue;
+        // Found after a blank, the name gets quotes, so that it stays one argument.
+        if (name.find_first_of(blanks) != name.npos)
+            commandLine = '"' + name + '"' + std::string(line.substr(cut));
+        return program;
     }
-    return ERROR_FILE_NOT_FOUND;
+    return "";
 }

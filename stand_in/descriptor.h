@@ -36,11 +36,13 @@ private:
     int m_descriptor = -1;
 };
 
-// The events that are there within the time, 0 if none came. Hang-ups and errors always count.
-short awaitEvents(int descriptor, short events, DWORD milliseconds);
-
-// Writes all bytes, whatever interrupts. Gives 0 or the last error.
-DWORD writeFully(int descriptor, const void *bytes, DWORD size, DWORD &count);
+// The events that occur within the time, INFINITE for no limit; 0 if none does. Hang-ups and errors
+// always count.
+inline short awaitEvents(int descriptor, short events, DWORD milliseconds) {
+    pollfd polled{descriptor, events, 0};
+    ::poll(&polled, 1, static_cast<int>(milliseconds));
+    return polled.revents;
+}
 
 // Appends the text and a line feed to the file in one write; what can't be written is dropped.
 inline void appendLine(const std::string &path, std::string_view text) {

@@ -2,17 +2,19 @@
 
 #include "stand_in/descriptor.h"
 
+#include <chrono>
+#include <csignal>
 #include <cstdlib>
 #include <mutex>
 #include <sstream>
 #include <string>
+#include <thread>
 #include <vector>
 
 namespace {
 
 struct Fault {
-    std::string call;
-    DWORD lastError;
+    std::string call, effect;
     unsigned long callsLeft;
 };
 
@@ -32,13 +34,12 @@ void readFaults(const char *text) {
     std::istringstream entries(text);
     for (std::string entry; std::getline(entries, entry, ',');) {
         std::istringstream fields(entry);
-        std::string call, lastError, nth;
+        std::string call, effect, nth;
         std::getline(fields, call, ':');
-        std::getline(fields, lastError, ':');
+        std::getline(fields, effect, ':');
         std::getline(fields, nth);
-        const auto code = static_cast<DWORD>(std::strtoul(lastError.c_str(), nullptr, 10));
         watch().faults.push_back(
-            {call, code, nth.empty() ? 1 : std::strtoul(nth.c_str(), nullptr, 10)});
+            {call, effect, nth.empty() ? 1 : std::strtoul(nth.c_str(), nullptr, 10)});
     }
 }
 
@@ -55,19 +56,22 @@ void readFaults(const char *text) {
 
 bool stand_in::watchedCallFails(std::string_view call) {
     Watch &watched = watch();
-    const std::lock_guard guard(watched.lock);
+    std::unique_lock guard(watched.lock);
     if (!watched.callLog.empty())
         appendLine(watched.callLog, call);
 
-    bool isDue = false;
     for (Fault &fault : watched.faults) {
-        if (fault.call != call || fault.callsLeft == 0)
+        if (fault.call != call || fault.callsLeft == 0 || --fault.callsLeft != 0)
             continue;
-        --fault.callsLeft;
-        if (fault.callsLeft == 0) {
-            SetLastError(fault.lastError);
-            isDue = true;
+        guard.unlock();
+        if (fault.effect == "kill")
+            std::raise(SIGKILL);
+        if (fault.effect == "late") {
+            std::this_thread::sleep_for(std::chrono::milliseconds(300));
+            return false;
         }
+        SetLastError(static_cast<DWORD>(std::strtoul(fault.effect.c_str(), nullptr, 10)));
+        return true;
     }
-    return isDue;
+    return false;
 }

@@ -6,8 +6,9 @@
 #include <string_view>
 
 // Calls that are made to fail, for tests. Two variables are read once: ZQHOST_FAIL holds
-// "Call:lastError[:nth]" entries, separated by commas; the call does nothing then and fails with
-// that last error. ZQHOST_CALL_LOG names a file that gets the name of each call.
+// "Call:effect[:nth]" entries, separated by commas. The effect is the last error of a call that
+// does nothing and fails, "late" for one that does its work 0.3 s later, or "kill" for one that the
+// process doesn't survive. ZQHOST_CALL_LOG names a file that gets the name of each call.
 
 namespace stand_in {
 
@@ -15,9 +16,12 @@ inline std::atomic<bool> g_callsWatched{false};
 
 bool watchedCallFails(std::string_view call);
 
-// Asked first by every call: whether it is to fail. The last error is set then.
-inline bool fails(std::string_view call) {
-    return g_callsWatched.load(std::memory_order_relaxed) && watchedCallFails(call);
+// Asked first by every call: whether it is to fail, be it that its arguments ask for something that
+// isn't served here. The last error is set then.
+inline bool fails(std::string_view call, bool notServed = false) {
+    if (notServed)
+        SetLastError(ERROR_NOT_SUPPORTED);
+    return notServed || (g_callsWatched.load(std::memory_order_relaxed) && watchedCallFails(call));
 }
 
 } // namespace stand_in

@@ -2,11 +2,9 @@
 
 #include "stand_in/descriptor.h"
 #include "stand_in/faults.h"
-#include "stand_in/paths.h"
-#include "stand_in/standard_streams.h"
 
-#include <cerrno>
 #include <chrono>
+#include <csignal>
 #include <mutex>
 #include <thread>
 #include <unordered_map>
@@ -32,8 +30,17 @@ Table &table() {
     return instance;
 }
 
-// Called from here because every program that has a handle links this file.
-[[maybe_unused]] const bool g_streamsPrepared = stand_in::prepareStandardStreams();
+// Before anything else is opened. Here because every program that has a handle links this file.
+[[maybe_unused]] const bool g_processPrepared = [] {
+    // A closed stream would be taken by the next socket or file, and be written to as the output.
+    for (int stream = STDIN_FILENO; stream <= STDERR_FILENO; ++stream)
+        if (::fcntl(stream, F_GETFD) == -1)
+            ::open("/dev/null", O_RDWR);
+    std::signal(SIGPIPE, SIG_IGN);
+    // Ignored, as a parent may leave it, it would take away the exit codes of children.
+    std::signal(SIGCHLD, SIG_DFL);
+    return true;
+}();
 
 } // namespace
 
@@ -48,14 +55,6 @@ void SetLastError(DWORD error) {
 DWORD stand_in::Object::wait(DWORD) {
     SetLastError(ERROR_INVALID_HANDLE);
     return WAIT_FAILED;
-}
-
-DWORD stand_in::Stream::read(void *, DWORD, DWORD &) {
-    return ERROR_ACCESS_DENIED;
-}
-
-DWORD stand_in::Stream::write(const void *, DWORD, DWORD &) {
-    return ERROR_ACCESS_DENIED;
 }
 
 HANDLE stand_in::insert(std::shared_ptr<Object> object, bool inheritable) {
@@ -85,52 +84,20 @@ std::shared_ptr<stand_in::Object> stand_in::lookUp(HANDLE handle) {
     return entry == table().entries.end() ? nullptr : entry->second.object;
 }
 
-short stand_in::awaitEvents(int descriptor, short events, DWORD milliseconds) {
-    using Clock = std::chrono::steady_clock;
-    const auto deadline = Clock::now() + std::chrono::milliseconds(milliseconds);
-    for (;;) {
-        const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now());
-        const int timeout = milliseconds == INFINITE ? -1
-                            : left.count() > 0       ? static_cast<int>(left.count())
-                                                     : 0;
-        pollfd polled{descriptor, events, 0};
-        const int ready = ::poll(&polled, 1, timeout);
-        if (ready >= 0 || errno != EINTR)
-            return ready > 0 ? polled.revents : short{0};
-    }
-}
-
-DWORD stand_in::writeFully(int descriptor, const void *bytes, DWORD size, DWORD &count) {
-    for (count = 0; count < size;) {
-        const auto *rest = static_cast<const char *>(bytes) + count;
-        const ssize_t written = ::write(descriptor, rest, size - count);
-        if (written >= 0)
-            count += static_cast<DWORD>(written);
-        else if (errno == EAGAIN)
-            awaitEvents(descriptor, POLLOUT, INFINITE);
-        else if (errno != EINTR)
-            return lastErrorOf(errno);
-    }
-    return ERROR_SUCCESS;
-}
-
 BOOL CloseHandle(HANDLE handle) {
-    if (stand_in::fails("CloseHandle"))
-        return FALSE;
-    return stand_in::outcome(stand_in::erase(handle) ? ERROR_SUCCESS : ERROR_INVALID_HANDLE);
+    return !stand_in::fails("CloseHandle") &&
+           stand_in::resultOf(stand_in::erase(handle) ? ERROR_SUCCESS : ERROR_INVALID_HANDLE);
 }
 
 BOOL SetHandleInformation(HANDLE handle, DWORD mask, DWORD flags) {
-    if (stand_in::fails("SetHandleInformation"))
+    if (stand_in::fails("SetHandleInformation", mask != HANDLE_FLAG_INHERIT))
         return FALSE;
-    if (mask != HANDLE_FLAG_INHERIT)
-        return stand_in::outcome(ERROR_INVALID_PARAMETER);
     const std::lock_guard guard(table().lock);
     const auto entry = table().entries.find(handle);
-    if (entry == table().entries.end())
-        return stand_in::outcome(ERROR_INVALID_HANDLE);
-    entry->second.inheritable = (flags & HANDLE_FLAG_INHERIT) != 0;
-    return TRUE;
+    if (entry != table().entries.end())
+        entry->second.inheritable = (flags & HANDLE_FLAG_INHERIT) != 0;
+    return stand_in::resultOf(entry != table().entries.end() ? ERROR_SUCCESS
+                                                             : ERROR_INVALID_HANDLE);
 }
 
 DWORD WaitForSingleObject(HANDLE handle, DWORD milliseconds) {

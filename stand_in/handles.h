@@ -6,21 +6,12 @@
 
 namespace stand_in {
 
-// What a handle stands for. The table and every call in progress share it.
+// What a handle refers to. The table and every call in progress share it.
 class Object {
 public:
     virtual ~Object() = default;
-    // What WaitForSingleObject gives. An object that can't be waited for gives WAIT_FAILED.
+    // What WaitForSingleObject returns. WAIT_FAILED for an object that can't be waited for.
     virtual DWORD wait(DWORD milliseconds);
-};
-
-// An object with a stream of bytes. Both calls give 0 or the last error.
-class Stream : public Object {
-public:
-    virtual DWORD read(void *buffer, DWORD size, DWORD &count);
-    virtual DWORD write(const void *bytes, DWORD size, DWORD &count);
-    // What a child gets for it as a standard handle; -1 if it can't be one.
-    virtual int descriptor() const { return -1; }
 };
 
 HANDLE insert(std::shared_ptr<Object> object, bool inheritable = false);
@@ -28,7 +19,7 @@ bool erase(HANDLE handle);
 bool isInheritable(HANDLE handle);
 std::shared_ptr<Object> lookUp(HANDLE handle);
 
-// Null, with the last error set, for a handle that isn't open or stands for something else.
+// Null, with the last error set, for a handle that isn't open or is of another kind.
 template <class T> std::shared_ptr<T> find(HANDLE handle) {
     auto object = std::dynamic_pointer_cast<T>(lookUp(handle));
     if (!object)
@@ -36,11 +27,16 @@ template <class T> std::shared_ptr<T> find(HANDLE handle) {
     return object;
 }
 
-// Sets the last error, unless it is 0. Gives what a call of that outcome returns.
-inline BOOL outcome(DWORD error) {
+// What a call returns that ended with this error: FALSE, the last error set, unless it is 0.
+inline BOOL resultOf(DWORD error) {
     if (error != ERROR_SUCCESS)
         SetLastError(error);
     return error == ERROR_SUCCESS;
+}
+
+// The same for calls that open something: a new handle, or INVALID_HANDLE_VALUE.
+inline HANDLE handleOrInvalid(DWORD error, std::shared_ptr<Object> object) {
+    return resultOf(error) ? insert(std::move(object)) : INVALID_HANDLE_VALUE;
 }
 
 } // namespace stand_in

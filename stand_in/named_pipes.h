@@ -2,14 +2,14 @@
 
 #include "stand_in/handles.h"
 
-#include <memory>
+#include <string>
 
 namespace stand_in {
 
 // Whether the path names a pipe, \\.\pipe\ and a name.
-bool isPipePath(LPCWSTR path);
+bool isPipePath(const std::string &path);
 
-// Connects as the client of the pipe. Gives 0 or the last error.
-DWORD openPipe(LPCWSTR path, std::shared_ptr<Object> &client);
+// Connects as the client of the pipe. Returns 0 or the last error.
+DWORD openPipe(const std::string &path, std::shared_ptr<Object> &client);
 
 } // namespace stand_in

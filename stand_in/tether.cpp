@@ -2,7 +2,6 @@
 
 #include <sys/socket.h>
 
-#include <cerrno>
 #include <csignal>
 
 stand_in::Tether::Tether() {
@@ -14,16 +13,10 @@ stand_in::Tether::Tether() {
 }
 
 bool stand_in::Tether::tie(pid_t process) const {
-    for (const Descriptor &end : m_ends) {
+    for (const Descriptor &end : m_ends)
         if (::fcntl(end.get(), F_SETOWN, process) != 0 ||
-            ::fcntl(end.get(), F_SETSIG, SIGKILL) != 0 ||
-            ::fcntl(end.get(), F_SETFL, O_ASYNC) != 0) {
-            const int hostError = errno;
-            untie(); // half tied, the process would be killed all the same
-            errno = hostError;
+            ::fcntl(end.get(), F_SETSIG, SIGKILL) != 0 || ::fcntl(end.get(), F_SETFL, O_ASYNC) != 0)
             return false;
-        }
-    }
     return true;
 }
 

@@ -11,11 +11,8 @@ namespace stand_in {
 // the other one is closed, so it doesn't matter in which order they go.
 class Tether {
 public:
-    // Tied to nothing; false if there are no sockets left.
-    Tether();
-    explicit operator bool() const { return static_cast<bool>(m_ends[0]); }
-
-    // Both with plain calls of the host only, so that a child may tie itself before its program.
+    Tether(); // tied to nothing
+    // Both make plain calls of the host only, so that a child may tie itself before its program.
     bool tie(pid_t process) const;
     void untie() const;
 

@@ -1,31 +1,20 @@
+#include "stand_in/event.h"
 #include "stand_in/faults.h"
-#include "stand_in/handles.h"
-#include "stand_in/signal_state.h"
 
-#include <unistd.h>
-
+#include <atomic>
 #include <deque>
-#include <future>
-#include <mutex>
-#include <optional>
-#include <system_error>
 #include <thread>
 #include <unordered_map>
 
 namespace {
 
-class Thread final : public stand_in::Object {
-public:
-    DWORD wait(DWORD milliseconds) override { return m_ended.wait(milliseconds); }
-    void end() { m_ended.set(); }
+std::atomic<DWORD> g_lastThreadId{0};
+thread_local DWORD t_threadId = 0;
 
-private:
-    stand_in::SignalState m_ended;
-};
-
+// The queues of messages, by the thread.
 struct Queues {
     std::mutex lock;
-    std::unordered_map<DWORD, std::deque<MSG>> ofThread;
+    std::unordered_map<DWORD, std::deque<UINT>> ofThread;
 };
 
 // Never destroyed: threads still use their queues while the process ends.
@@ -34,87 +23,71 @@ Queues &queues() {
     return instance;
 }
 
-// The queue of a thread, there for as long as this is.
-class QueueOfThread {
-public:
-    QueueOfThread() {
-        const std::lock_guard guard(queues().lock);
-        queues().ofThread.try_emplace(m_thread);
-    }
-    ~QueueOfThread() {
-        const std::lock_guard guard(queues().lock);
-        queues().ofThread.erase(m_thread);
-    }
-    QueueOfThread(const QueueOfThread &) = delete;
-    QueueOfThread &operator=(const QueueOfThread &) = delete;
-
-private:
-    const DWORD m_thread = GetCurrentThreadId();
-};
-
-thread_local std::optional<QueueOfThread> t_queue;
-
-void runThread(const std::shared_ptr<Thread> &thread, LPTHREAD_START_ROUTINE routine,
-               LPVOID argument, std::promise<DWORD> id) {
-    id.set_value(GetCurrentThreadId());
+void runThread(DWORD id, const std::shared_ptr<stand_in::Event> &end,
+               LPTHREAD_START_ROUTINE routine, LPVOID argument) {
+    t_threadId = id;
     routine(argument);
-    // Before anybody sees that the thread has ended.
-    t_queue.reset();
-    thread->end();
+    {
+        const std::lock_guard guard(queues().lock);
+        queues().ofThread.erase(id);
+    }
+    end->set();
 }
 
 } // namespace
 
 HANDLE CreateThread(LPSECURITY_ATTRIBUTES, SIZE_T stackSize, LPTHREAD_START_ROUTINE routine,
                     LPVOID argument, DWORD flags, LPDWORD threadId) {
-    if (stand_in::fails("CreateThread"))
+    if (stand_in::fails("CreateThread", stackSize != 0 || flags != 0))
         return nullptr;
-    if (stackSize != 0 || flags != 0) {
-        SetLastError(ERROR_NOT_SUPPORTED);
-        return nullptr;
-    }
-    const auto thread = std::make_shared<Thread>();
-    std::promise<DWORD> promise;
-    std::future<DWORD> id = promise.get_future();
-    try {
-        std::thread(runThread, thread, routine, argument, std::move(promise)).detach();
-    } catch (const std::system_error &) {
-        SetLastError(ERROR_NOT_ENOUGH_MEMORY);
-        return nullptr;
-    }
-    const DWORD known = id.get();
+    const DWORD id = ++g_lastThreadId;
     if (threadId)
-        *threadId = known;
-    return stand_in::insert(thread);
+        *threadId = id;
+    const auto end = std::make_shared<stand_in::Event>();
+    std::thread(runThread, id, end, routine, argument).detach();
+    return stand_in::insert(end);
 }
 
 DWORD GetCurrentThreadId() {
-    return static_cast<DWORD>(::gettid());
+    if (t_threadId == 0) // not made by CreateThread
+        t_threadId = ++g_lastThreadId;
+    return t_threadId;
 }
 
 BOOL PeekMessageW(MSG *message, HWND window, UINT first, UINT last, UINT remove) {
-    if (stand_in::fails("PeekMessageW"))
+    if (stand_in::fails("PeekMessageW", window || first != 0 || last != 0 || remove != PM_REMOVE))
         return FALSE;
-    if (window || first != 0 || last != 0 || remove != PM_REMOVE)
-        return stand_in::outcome(ERROR_NOT_SUPPORTED);
-    if (!t_queue)
-        t_queue.emplace();
     const std::lock_guard guard(queues().lock);
-    std::deque<MSG> &queue = queues().ofThread[GetCurrentThreadId()];
+    std::deque<UINT> &queue = queues().ofThread[GetCurrentThreadId()];
     if (queue.empty())
         return FALSE;
-    *message = queue.front();
+    message->message = queue.front();
     queue.pop_front();
     return TRUE;
 }
 
-BOOL PostThreadMessageW(DWORD threadId, UINT message, WPARAM wParam, LPARAM lParam) {
+BOOL PostThreadMessageW(DWORD threadId, UINT message, WPARAM, LPARAM) {
     if (stand_in::fails("PostThreadMessageW"))
         return FALSE;
     const std::lock_guard guard(queues().lock);
     const auto queue = queues().ofThread.find(threadId);
     if (queue == queues().ofThread.end())
-        return stand_in::outcome(ERROR_INVALID_THREAD_ID);
-    queue->second.push_back({nullptr, message, wParam, lParam, 0, {0, 0}});
+        return stand_in::resultOf(ERROR_INVALID_THREAD_ID);
+    queue->second.push_back(message);
     return TRUE;
+}
+
+HANDLE CreateEventW(LPSECURITY_ATTRIBUTES, BOOL manualReset, BOOL initialState, LPCWSTR name) {
+    if (stand_in::fails("CreateEventW", !manualReset || initialState || name))
+        return nullptr;
+    return stand_in::insert(std::make_shared<stand_in::Event>());
+}
+
+BOOL SetEvent(HANDLE event) {
+    if (stand_in::fails("SetEvent"))
+        return FALSE;
+    const auto found = stand_in::find<stand_in::Event>(event);
+    if (found)
+        found->set();
+    return found != nullptr;
 }

@@ -2,32 +2,15 @@
 
 #include "stand_in/handles.h"
 
-#include <sys/types.h>
-
 #include <string>
-#include <vector>
 
 namespace stand_in {
 
-// A user of the host, as programs are started for one.
-struct User {
-    uid_t id;
-    gid_t group;
-    std::vector<gid_t> groups;
-    std::string name;
-    std::string home;
+// The user at the console. A program that is started with the token finds the name in its
+// variables; it runs as the same user of the host as its creator.
+struct Token final : Object {
+    explicit Token(std::string name) : user(std::move(name)) {}
+    const std::string user;
 };
-
-class Token final : public Object {
-public:
-    explicit Token(User user) : m_user(std::move(user)) {}
-    const User &user() const { return m_user; }
-
-private:
-    User m_user;
-};
-
-// What CreateEnvironmentBlock's block points to: "name=value" entries.
-using EnvironmentBlock = std::vector<std::string>;
 
 } // namespace stand_in

@@ -1,27 +1,23 @@
 #pragma once
 
-// The Windows calls that the launcher makes, by their own names, served by the host system.
-// Each behaves as Windows documents it for the arguments that the launcher passes, and fails with
-// the last error set for any others. Records and constants keep the sizes and values of Windows.
+// The Windows calls that the launcher, its tools and the tests make, by their own names, served by
+// the host system. Each behaves as Windows documents it for the arguments that they pass, and fails
+// with ERROR_NOT_SUPPORTED for others. Constants have the values of Windows; records have those of
+// its fields that are used.
 
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
 
 using BOOL = int;
-using BYTE = std::uint8_t;
 using WORD = std::uint16_t;
 using DWORD = std::uint32_t;
 using UINT = std::uint32_t;
-using LONG = std::int32_t;
-using LONGLONG = std::int64_t;
-using ULONGLONG = std::uint64_t;
 using SIZE_T = std::size_t;
 using ULONG_PTR = std::uintptr_t;
 using LONG_PTR = std::intptr_t;
 using WPARAM = ULONG_PTR;
 using LPARAM = LONG_PTR;
-using CHAR = char;
 using WCHAR = char16_t;
 using HANDLE = void *;
 using HMODULE = void *;
@@ -47,27 +43,18 @@ inline constexpr DWORD ERROR_FILE_NOT_FOUND = 2;
 inline constexpr DWORD ERROR_PATH_NOT_FOUND = 3;
 inline constexpr DWORD ERROR_ACCESS_DENIED = 5;
 inline constexpr DWORD ERROR_INVALID_HANDLE = 6;
-inline constexpr DWORD ERROR_NOT_ENOUGH_MEMORY = 8;
 inline constexpr DWORD ERROR_NO_MORE_FILES = 18;
 inline constexpr DWORD ERROR_GEN_FAILURE = 31;
-inline constexpr DWORD ERROR_SHARING_VIOLATION = 32;
 inline constexpr DWORD ERROR_NOT_SUPPORTED = 50;
-inline constexpr DWORD ERROR_INVALID_PARAMETER = 87;
 inline constexpr DWORD ERROR_BROKEN_PIPE = 109;
-inline constexpr DWORD ERROR_DISK_FULL = 112;
-inline constexpr DWORD ERROR_INSUFFICIENT_BUFFER = 122;
-inline constexpr DWORD ERROR_INVALID_NAME = 123;
 inline constexpr DWORD ERROR_BAD_EXE_FORMAT = 193;
-inline constexpr DWORD ERROR_FILENAME_EXCED_RANGE = 206;
 inline constexpr DWORD ERROR_PIPE_BUSY = 231;
-inline constexpr DWORD ERROR_NO_DATA = 232;
 inline constexpr DWORD ERROR_PIPE_NOT_CONNECTED = 233;
 inline constexpr DWORD ERROR_MR_MID_NOT_FOUND = 317;
 inline constexpr DWORD ERROR_PIPE_CONNECTED = 535;
 inline constexpr DWORD ERROR_NO_TOKEN = 1008;
 inline constexpr DWORD ERROR_FAILED_SERVICE_CONTROLLER_CONNECT = 1063;
 inline constexpr DWORD ERROR_NO_SUCH_LOGON_SESSION = 1312;
-inline constexpr DWORD ERROR_PRIVILEGE_NOT_HELD = 1314;
 inline constexpr DWORD ERROR_INVALID_THREAD_ID = 1444;
 
 DWORD GetLastError();
@@ -101,22 +88,9 @@ int _putenv_s(const char *name, const char *value);
 
 // --- Files -----------------------------------------------------------------------------------
 
-struct FILETIME {
-    DWORD dwLowDateTime;
-    DWORD dwHighDateTime;
-};
-
 struct WIN32_FIND_DATAW {
     DWORD dwFileAttributes;
-    FILETIME ftCreationTime;
-    FILETIME ftLastAccessTime;
-    FILETIME ftLastWriteTime;
-    DWORD nFileSizeHigh;
-    DWORD nFileSizeLow;
-    DWORD dwReserved0;
-    DWORD dwReserved1;
     WCHAR cFileName[MAX_PATH];
-    WCHAR cAlternateFileName[14];
 };
 
 inline constexpr DWORD GENERIC_READ = 0x80000000;
@@ -144,7 +118,7 @@ HANDLE CreateFileW(LPCWSTR path, DWORD access, DWORD share, LPSECURITY_ATTRIBUTE
                    DWORD disposition, DWORD flags, HANDLE templateFile);
 DWORD GetFinalPathNameByHandleW(HANDLE file, LPWSTR buffer, DWORD size, DWORD flags);
 DWORD GetFullPathNameW(LPCWSTR path, DWORD size, LPWSTR buffer, LPWSTR *filePart);
-// The pattern is a directory and \*; of the record, only the attributes and the name are filled.
+// The pattern is a directory and \*.
 HANDLE FindFirstFileW(LPCWSTR pattern, WIN32_FIND_DATAW *data);
 BOOL FindNextFileW(HANDLE search, WIN32_FIND_DATAW *data);
 BOOL FindClose(HANDLE search);
@@ -173,20 +147,9 @@ BOOL DisconnectNamedPipe(HANDLE pipe);
 
 struct STARTUPINFOW {
     DWORD cb;
-    LPWSTR lpReserved;
     LPWSTR lpDesktop;
-    LPWSTR lpTitle;
-    DWORD dwX;
-    DWORD dwY;
-    DWORD dwXSize;
-    DWORD dwYSize;
-    DWORD dwXCountChars;
-    DWORD dwYCountChars;
-    DWORD dwFillAttribute;
     DWORD dwFlags;
     WORD wShowWindow;
-    WORD cbReserved2;
-    BYTE *lpReserved2;
     HANDLE hStdInput;
     HANDLE hStdOutput;
     HANDLE hStdError;
@@ -196,48 +159,17 @@ struct PROCESS_INFORMATION {
     HANDLE hProcess;
     HANDLE hThread;
     DWORD dwProcessId;
-    DWORD dwThreadId;
-};
-
-union LARGE_INTEGER {
-    LONGLONG QuadPart;
 };
 
 struct JOBOBJECT_BASIC_LIMIT_INFORMATION {
-    LARGE_INTEGER PerProcessUserTimeLimit;
-    LARGE_INTEGER PerJobUserTimeLimit;
     DWORD LimitFlags;
-    SIZE_T MinimumWorkingSetSize;
-    SIZE_T MaximumWorkingSetSize;
-    DWORD ActiveProcessLimit;
-    ULONG_PTR Affinity;
-    DWORD PriorityClass;
-    DWORD SchedulingClass;
-};
-
-struct IO_COUNTERS {
-    ULONGLONG ReadOperationCount;
-    ULONGLONG WriteOperationCount;
-    ULONGLONG OtherOperationCount;
-    ULONGLONG ReadTransferCount;
-    ULONGLONG WriteTransferCount;
-    ULONGLONG OtherTransferCount;
 };
 
 struct JOBOBJECT_EXTENDED_LIMIT_INFORMATION {
     JOBOBJECT_BASIC_LIMIT_INFORMATION BasicLimitInformation;
-    IO_COUNTERS IoInfo;
-    SIZE_T ProcessMemoryLimit;
-    SIZE_T JobMemoryLimit;
-    SIZE_T PeakProcessMemoryUsed;
-    SIZE_T PeakJobMemoryUsed;
 };
 
 enum JOBOBJECTINFOCLASS { JobObjectExtendedLimitInformation = 9 };
-
-static_assert(sizeof(SECURITY_ATTRIBUTES) == 24);
-static_assert(sizeof(STARTUPINFOW) == 104);
-static_assert(sizeof(JOBOBJECT_EXTENDED_LIMIT_INFORMATION) == 144);
 
 inline constexpr DWORD CREATE_SUSPENDED = 0x4;
 inline constexpr DWORD CREATE_NEW_CONSOLE = 0x10;
@@ -302,18 +234,8 @@ BOOL DestroyEnvironmentBlock(LPVOID block);
 
 using LPTHREAD_START_ROUTINE = DWORD(WINAPI *)(LPVOID);
 
-struct POINT {
-    LONG x;
-    LONG y;
-};
-
 struct MSG {
-    HWND hwnd;
     UINT message;
-    WPARAM wParam;
-    LPARAM lParam;
-    DWORD time;
-    POINT pt;
 };
 
 inline constexpr UINT WM_CLOSE = 0x10;

@@ -205,7 +205,7 @@ TEST_P(Faults, EachCallOfARunFailsOnce) {
     std::istringstream log(usual.calls());
     std::map<std::string, int> calls;
     for (std::string call; std::getline(log, call);)
-        if (!call.starts_with("Sleep ")) // which can't fail
+        if (call.find(' ') == call.npos) // others can't fail
             ++calls[call];
     for (const Row &row : table)
         EXPECT_TRUE(row.letters.find(GetParam().letter) == row.letters.npos ||

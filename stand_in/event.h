@@ -1,6 +1,6 @@
 #pragma once
 
-#include "stand_in/windows_calls.h"
+#include "stand_in/handles.h"
 
 #include <chrono>
 #include <condition_variable>
@@ -8,8 +8,8 @@
 
 namespace stand_in {
 
-// Set once, and waited for as WaitForSingleObject does.
-class SignalState {
+// Set once. An event, or the end of a thread.
+class Event final : public Object {
 public:
     void set() {
         const std::lock_guard guard(m_lock);
@@ -17,7 +17,7 @@ public:
         m_changed.notify_all();
     }
 
-    DWORD wait(DWORD milliseconds) {
+    DWORD wait(DWORD milliseconds) override {
         std::unique_lock guard(m_lock);
         const auto isSet = [this] { return m_set; };
         if (milliseconds != INFINITE)
