@@ -48,7 +48,7 @@ bool takeControl() {
     DWORD control = 0;
     const ssize_t size = ::recv(service().manager.get(), &control, sizeof control, 0);
     const LPHANDLER_FUNCTION handler = service().handler;
-    if (size == sizeof control && handler)
+    if (size == sizeof control && !service().stopReported && handler)
         handler(control);
     return size > 0;
 }
@@ -76,7 +76,9 @@ SERVICE_STATUS_HANDLE RegisterServiceCtrlHandlerW(LPCWSTR, LPHANDLER_FUNCTION ha
 BOOL SetServiceStatus(SERVICE_STATUS_HANDLE, SERVICE_STATUS *status) {
     if (stand_in::fails("SetServiceStatus"))
         return FALSE;
-    service().stopReported = status->dwCurrentState == SERVICE_STOPPED;
-    const ssize_t sent = ::send(service().manager.get(), status, sizeof *status, MSG_NOSIGNAL);
+    // Copied before the flag is set, as the handler may change the record once it sees the flag.
+    const SERVICE_STATUS report = *status;
+    service().stopReported = report.dwCurrentState == SERVICE_STOPPED;
+    const ssize_t sent = ::send(service().manager.get(), &report, sizeof report, MSG_NOSIGNAL);
     return stand_in::resultOf(sent == -1 ? stand_in::lastErrorOf(errno) : ERROR_SUCCESS);
 }
