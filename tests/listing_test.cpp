@@ -1,4 +1,7 @@
-#include "support/launch_fixture.h"
+#include "support/launcher_run.h"
+
+#include <cstdlib>
+#include <sstream>
 
 using namespace testing_support;
 namespace fs = std::filesystem;
@@ -7,32 +10,18 @@ namespace {
 
 class Listing : public testing::Test {
 protected:
+    // Below a root that is relative and has a detour in it.
     std::string list(const std::string &word, std::string *errors = nullptr) {
-        LauncherRun run(folder, {{"-r", windowsPath(tree.root()), "-t", "zqNone", "-l", word}});
+        LauncherRun run(folder, {.arguments = {"-r", "x\\../tree", "-t", "zqNone", "-l", word},
+                                 .workingDirectory = folder.path()});
         EXPECT_EQ(run.wait(), 0u);
         if (errors != nullptr)
             *errors = run.errors();
         return run.output();
     }
 
-    void makeFolders(const std::vector<std::string> &paths) {
-        for (const std::string &path : paths)
-            fs::create_directories(tree.root() / path);
-    }
-
-    // The lines of the folders below a path, in the platform's order, which is also the listing's.
-    std::string lines(const std::string &path,
-                      const std::function<std::string(const std::string &)> &line) {
-        std::string text;
-        for (const auto &entry : fs::directory_iterator(tree.root() / path)) {
-            const std::string name = entry.path().filename().string();
-            text += name == "current" ? "" : line(name);
-        }
-        return text;
-    }
-
     TemporaryFolder folder;
-    InstallationTree tree{folder / "tree"};
+    fs::path tree = folder / "tree";
 };
 
 const std::string missing = "Warning: 'current' does not exist. Tool will not run without "
@@ -43,84 +32,62 @@ const std::string outside =
     "Warning: the 'current' version is pointing to a package outside of the install directory. "
     "This is strongly discouraged and not supported!\n";
 
-TEST_F(Listing, PrintsToolsAddonsAndFrameworks) {
-    makeFolders({"tools/7.1", "tools/7.2", "tools/.cache", "addons/weather/maps/1.0",
-                 "addons/weather/maps/1.1", "addons/weather/icons/0.9", "addons/empty",
-                 "frameworks/5.15.2"});
-    writeFile(tree.root() / "tools" / "readme.txt", "");
-    tree.setCurrent("tools", "7.2");
-    tree.setCurrent("addons/weather/maps", "1.1");
-
-    const auto version = [](const std::string &name) { return "        * " + name + "\n"; };
-    const auto toolsVersion = [](const std::string &name) {
-        return name == "readme.txt" || name == ".cache" ? "" : "* " + name + "\n";
-    };
-    const std::string tools = "Current version: 7.2\n" + lines("tools", toolsVersion);
-    const std::string addons = lines("addons", [&](const auto &addon) {
-        return addon + ":\n" + lines("addons/" + addon, [&](const auto &package) {
-                   return "    " + package + ": " +
-                          (package == "maps" ? "Current version: 1.1\n\n" : missing) +
-                          lines("addons/" + addon + "/" + package, version);
-               });
-    });
-    const std::string frameworks = missing + "* 5.15.2\n";
-    EXPECT_EQ(list("tools"), tools);
-    EXPECT_EQ(list("addons"), addons);
-    EXPECT_EQ(list("frameworks"), frameworks);
-    EXPECT_EQ(list("all"), tools + addons + frameworks);
+// Makes the entries of a text in a directory: <name>/ a directory, <name>= a file, <name>| a pipe,
+// <name>! a directory that is not listed, <name>>target a link.
+void makeEntries(const fs::path &directory, const std::string &entries) {
+    std::istringstream stream(entries);
+    for (std::string entry; stream >> entry;) {
+        const std::size_t end = entry.find_first_of("/=|!>");
+        const fs::path path = directory / entry.substr(0, end);
+        if (entry[end] == '/' || entry[end] == '!')
+            fs::create_directories(path);
+        if (entry[end] == '=')
+            writeFile(path, "");
+        EXPECT_TRUE(entry[end] != '|' || runShell("mkfifo " + unixPath(path)));
+        // Elsewhere its name begins with a dot.
+        EXPECT_TRUE(entry[end] != '!' || !onWindows ||
+                    std::system(("attrib +h " + path.string()).c_str()) == 0);
+        if (entry[end] == '>')
+            makeLink(path, entry.substr(end + 1));
+    }
 }
 
-TEST_F(Listing, TellsTheStateOfCurrent) {
-    const fs::path frameworks = tree.root() / "frameworks";
+TEST_F(Listing, PackageWithoutCurrentSaysSoInItsLine) {
+    fs::create_directories(tree / "addons" / "a" / "p" / "1");
+    EXPECT_EQ(list("addons"), "a:\n    p: " + missing + "        * 1\n");
+    EXPECT_EQ(list("all"), missing + list("addons") + missing);
+}
+
+TEST_F(Listing, ReportsTheStateOfCurrent) {
+    const fs::path versions = tree / "frameworks";
+    const std::string version = "Current version: 5.15.2\n";
     struct Case {
-        std::string name;
-        std::function<void(const fs::path &)> make; // in a directory of versions
-        std::string output, errors;
+        std::string entries, output, errors;
     };
-    const std::vector<Case> cases{
-        {"dangling", [](const auto &at) { makeLink(at / "current", "gone"); }, missing, ""},
-        {"directory", [](const auto &at) { fs::create_directory(at / "current"); },
-         notLink + "* current\n", ""},
-        {"file", [](const auto &at) { writeFile(at / "current", ""); }, notLink, ""},
-        {"outside", [](const auto &at) { makeLink(at / "current", "../elsewhere/5.15.2"); },
-         "Current version: 5.15.2\n", outside},
-        {"outside, one beside it",
-         [](const auto &at) {
-             fs::create_directory(at / "5.15.1");
-             makeLink(at / "current", "../elsewhere/5.15.2");
-         },
-         "Current version: 5.15.2\n* 5.15.1\n", ""},
-        {"link to a link",
-         [](const auto &at) {
-             fs::create_directory(at / "2");
-             makeLink(at / "1", "2");
-             makeLink(at / "current", "1");
-         },
-         "Current version: 2\n* 2\n", ""},
-        // Wine shows no link to a file as one; a pipe stands for what exists and is no directory.
-        {"link to a file",
-         [](const auto &at) {
-             onWindows ? runShell("mkfifo " + unixPath(at / "x")) : writeFile(at / "x", "");
-             makeLink(at / "current", "x");
-         },
-         "Warning: The target '" + windowsPath(frameworks / "x") +
-             "' of 'current' does not exist. This is not supported!\n",
-         ""},
-        {"hidden version",
-         [](const auto &at) {
-             fs::create_directory(at / "3");
-             hideFolder(at / "3");
-             makeLink(at / "current", "3");
-         },
-         "Current version: 3\n", outside}};
-    for (const Case &each : cases) {
-        SCOPED_TRACE(each.name);
-        makeFolders({"frameworks", "elsewhere/5.15.2"});
-        each.make(frameworks);
+    const std::string hidden = onWindows ? "3" : ".3";
+    const std::string far = std::string(250, 'x') + "/" + std::string(250, 'y');
+    for (const Case &each :
+         {Case{"current>gone", missing, ""}, Case{"current/", notLink + "* current\n", ""},
+          Case{"current=", notLink, ""}, Case{"current>../away/5.15.2", version, outside},
+          Case{"5.15.1/ current>../away/5.15.2", version + "* 5.15.1\n", ""},
+          Case{"5.15.2/ 1>5.15.2 current>1", version + "* 5.15.2\n", ""},
+          // Wine shows no link to a file as one; a pipe stands for what is no directory.
+          Case{std::string(onWindows ? "x|" : "x=") + " current>x",
+               "Warning: The target '" + windowsPath(versions / "x") +
+                   "' of 'current' does not exist. This is not supported!\n",
+               ""},
+          Case{"current>/", "Current version: Z:\n", outside},
+          Case{"current>../" + far, missing, ""}, // too long a path
+          Case{hidden + "! current>" + hidden, "Current version: " + hidden + "\n", outside}}) {
+        SCOPED_TRACE(each.entries);
+        fs::create_directories(versions);
+        fs::create_directories(tree / "away" / "5.15.2");
+        EXPECT_TRUE(runShell("mkdir -p '" + unixPath(tree) + "/" + far + "'"));
+        makeEntries(versions, each.entries);
         std::string errors;
         EXPECT_EQ(list("frameworks", &errors), each.output);
         EXPECT_EQ(errors, each.errors);
-        fs::rename(tree.root(), folder / each.name); // Wine can't remove a link that leads nowhere
+        EXPECT_TRUE(runShell("rm -rf '" + unixPath(tree) + "'"));
     }
 }
 

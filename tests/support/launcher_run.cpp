@@ -1,7 +1,12 @@
 #include "support/launcher_run.h"
 
-#include <gtest/gtest.h>
+#include "support/service_manager.h"
+
+#include <array>
+#include <bit>
+#include <cstdlib>
 #include <iostream>
+#include <sstream>
 
 namespace testing_support {
 namespace fs = std::filesystem;
@@ -9,28 +14,19 @@ namespace fs = std::filesystem;
 namespace {
 
 std::string withPlainLineEnds(std::string text) {
-    for (std::size_t at = 0; (at = text.find("\r\n", at)) != std::string::npos;)
-        text.erase(at, 1);
+    std::erase(text, '\r');
     return text;
 }
 
-// Sets variables of this process, and sets them back at its end.
-class Variables {
-public:
-    ~Variables() {
-        for (const auto &[name, value] : before)
-            setVariable(name, value);
-    }
-    void set(const std::string &name, const std::string &value) {
-        before.emplace(name, variable(name));
-        setVariable(name, value);
-    }
-
-private:
-    std::map<std::string, std::string> before;
-};
-
 } // namespace
+
+fs::path launcherProgram() {
+    return hostPath(LAUNCHER_PROGRAM);
+}
+
+fs::path probeProgram() {
+    return hostPath(PROBE_PROGRAM);
+}
 
 LauncherRun::LauncherRun(const TemporaryFolder &folder, const LauncherStart &start) {
     static int count = 0;
@@ -40,24 +36,31 @@ LauncherRun::LauncherRun(const TemporaryFolder &folder, const LauncherStart &sta
     for (const std::string &argument : start.arguments)
         commandLine += " [" + argument + "]";
 
-    Variables variables;
+    std::map<std::string, std::string> before;
+    const auto set = [&before](const std::string &name, const std::string &value) {
+        const char *old = std::getenv(name.c_str());
+        before.emplace(name, old != nullptr ? old : "");
+        ::_putenv_s(name.c_str(), value.c_str());
+    };
     for (const char *name : {"ZQ_INSTALL_ROOT", "ZQ_SNAP", "ZQ_LOG_ENABLE_STDOUT", "ZQ_FW_VERSION",
                              "ZQ_TOOL_VERSION", "LARKSTONE_PATH_PREFIX"})
-        variables.set(name, "");
+        set(name, "");
     if (const std::string interpreter = COMMAND_INTERPRETER; !interpreter.empty()) {
         const fs::path drive = folder / "drive_c", system = drive / "Windows" / "system32";
         if (!fs::exists(system / "cmd.exe"))
             placeProgram(interpreter, system / "cmd.exe");
-        variables.set("ZQHOST_DRIVE_C", drive.string());
+        set("ZQHOST_DRIVE_C", drive.string());
     }
     for (const auto &[name, value] : start.environment)
-        variables.set(name, value);
+        set(name, value);
 
     const fs::path directory = fs::current_path();
     if (!start.workingDirectory.empty())
         fs::current_path(start.workingDirectory);
     process = std::make_unique<HostProcess>(start.program, start.arguments, streams);
     fs::current_path(directory);
+    for (const auto &[name, value] : before)
+        ::_putenv_s(name.c_str(), value.c_str());
 }
 
 LauncherRun::~LauncherRun() {
@@ -87,10 +90,56 @@ std::uint32_t LauncherRun::wait() {
 }
 
 void LauncherRun::kill() {
-    if (process->wait(std::chrono::milliseconds(0)))
-        return;
-    endProcess(pid());
+    process->kill();
     process->wait(waitLimit);
+}
+
+LaunchTest::LaunchTest() {
+    addTool("7.1", "zqStage");
+    addTool("7.2", "zqStage");
+    for (const char *part : {"bin", "plugins", "qml"})
+        fs::create_directories(framework / part);
+    makeLink(tools / "current", "7.2");
+    makeLink(tree / "frameworks" / "current", "5.15.2");
+}
+
+fs::path LaunchTest::addTool(const std::string &version, const std::string &tool,
+                             const fs::path &program) const {
+    const fs::path path = tools / version / tool / (tool + ".exe");
+    placeProgram(program, path);
+    return path;
+}
+
+LauncherStart LaunchTest::start(const std::vector<std::string> &options,
+                                const std::map<std::string, std::string> &environment) const {
+    LauncherStart result{.arguments = {"-r", root}, .environment = environment};
+    result.arguments.insert(result.arguments.end(), options.begin(), options.end());
+    return result;
+}
+
+Report LaunchTest::readReport(const std::string &file) const {
+    std::string text;
+    EXPECT_TRUE(waitUntil([&] { return !(text = readFile(folder / file)).empty(); })) << file;
+    Report report;
+    std::istringstream entries(text);
+    for (std::string entry; std::getline(entries, entry, '\0');)
+        if (const std::size_t end = entry.find('='); end != entry.npos)
+            report[entry.substr(0, end)] = entry.substr(end + 1);
+    return report;
+}
+
+std::string lineOf(const SERVICE_STATUS &status) {
+    std::ostringstream line;
+    for (const DWORD number : std::bit_cast<std::array<DWORD, 7>>(status))
+        line << number << ' ';
+    return line.str().replace(line.str().size() - 1, 1, "\n");
+}
+
+bool LaunchTest::isRunning(const std::string &text) const {
+    const std::string name = folder.path().filename().string();
+    // In brackets, so that the search doesn't find itself.
+    return runShell("grep -qs '[" + name.substr(0, 1) + "]" + name.substr(1) + ".*" + text +
+                    "' /proc/[0-9]*/cmdline");
 }
 
 } // namespace testing_support

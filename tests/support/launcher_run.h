@@ -1,7 +1,10 @@
 #pragma once
 
+#include "support/files.h"
 #include "support/host.h"
-#include "support/installation_tree.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
 #include <map>
 #include <memory>
@@ -9,6 +12,9 @@
 #include <vector>
 
 namespace testing_support {
+
+std::filesystem::path launcherProgram();
+std::filesystem::path probeProgram();
 
 struct LauncherStart {
     std::vector<std::string> arguments{};
@@ -25,19 +31,52 @@ public:
     LauncherRun(const TemporaryFolder &folder, const LauncherStart &start);
     ~LauncherRun(); // ends it if it still runs
 
-    std::uint32_t pid() const { return process->pid(); }
+    bool hasEnded() const { return process->wait(std::chrono::milliseconds(0)).has_value(); }
     // What has been written so far: as it came, or with plain line ends.
     std::string rawOutput() const { return readFile(streams + ".out"); }
     std::string output() const;
     std::string errors() const;
     bool awaitOutput(const std::string &text) const;
-    // Waits for the end and gives the exit code; past the limit the run fails the test and ends.
+    // Waits for the end and returns the exit code; past the limit the run fails the test and ends.
     std::uint32_t wait();
     void kill();
 
 private:
     std::string streams, commandLine;
     std::unique_ptr<HostProcess> process;
+};
+
+// What a probe found when it was started: its environment, and in small letters its pid, line (the
+// command line), directory, arguments (in brackets each) and the number of its pipes.
+using Report = std::map<std::string, std::string>;
+
+// An installation with two tools versions, of which 7.2 is current and holds the tool zqStage, and
+// one framework, 5.15.2.
+class LaunchTest : public testing::Test {
+protected:
+    LaunchTest();
+
+    // Makes the probe, or another program, a tool. Returns its path.
+    std::filesystem::path addTool(const std::string &version, const std::string &tool,
+                                  const std::filesystem::path &program = probeProgram()) const;
+
+    // A start of the launcher on the tree.
+    LauncherStart start(const std::vector<std::string> &options,
+                        const std::map<std::string, std::string> &environment = {}) const;
+
+    // What the probe is told so that it reports to readReport, which waits for the report.
+    std::string reportTo(const std::string &file) const {
+        return "report=" + (folder / file).generic_string();
+    }
+    Report readReport(const std::string &file) const;
+
+    // Whether a process runs whose command line holds a text after the folder's name.
+    bool isRunning(const std::string &text = "") const;
+
+    TemporaryFolder folder;
+    std::filesystem::path tree = folder / "tree", tools = tree / "tools";
+    std::filesystem::path framework = tree / "frameworks" / "5.15.2";
+    std::string root = windowsPath(tree);
 };
 
 } // namespace testing_support

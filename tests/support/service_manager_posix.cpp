@@ -11,7 +11,7 @@ namespace testing_support {
 struct ServiceManager::Host {
     int socket = -1;
     std::unique_ptr<LauncherRun> launcher{};
-    std::vector<SERVICE_STATUS> reports{};
+    std::string reports{};
 };
 
 ServiceManager::ServiceManager(const TemporaryFolder &folder, const LauncherStart &start)
@@ -31,10 +31,10 @@ ServiceManager::~ServiceManager() {
     leave();
 }
 
-const std::vector<SERVICE_STATUS> &ServiceManager::reports() {
+std::string ServiceManager::reports() {
     for (SERVICE_STATUS status;
          ::recv(host->socket, &status, sizeof status, MSG_DONTWAIT) == sizeof status;)
-        host->reports.push_back(status);
+        host->reports += lineOf(status);
     return host->reports;
 }
 

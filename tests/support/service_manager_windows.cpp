@@ -1,34 +1,24 @@
 #include "support/service_manager.h"
 
 #include <future>
-#include <stdexcept>
 
 namespace testing_support {
-namespace {
-
-// The number of the service that was started last stands in a key of Wine's, and a program that
-// offers itself to the dispatcher waits for that service. No service has this one.
-void forgetLatestService() {
-    const DWORD none = 1000000;
-    ::RegSetKeyValueA(HKEY_LOCAL_MACHINE, "System\\CurrentControlSet\\Control\\ServiceCurrent",
-                      nullptr, REG_DWORD, &none, sizeof none);
-}
-
-} // namespace
 
 struct ServiceManager::Host {
     SC_HANDLE manager = ::OpenSCManagerA(nullptr, nullptr, SC_MANAGER_ALL_ACCESS);
     SC_HANDLE service = nullptr;
-    HANDLE process = nullptr;
-    std::vector<SERVICE_STATUS> reports{};
+    SERVICE_STATUS status{.dwCurrentState = SERVICE_STOPPED};
+    std::string reports{};
 
     ~Host() {
-        ::TerminateProcess(process, 137);
-        ::CloseHandle(process);
         ::DeleteService(service);
         ::CloseServiceHandle(service);
         ::CloseServiceHandle(manager);
-        forgetLatestService();
+        // The number of the service that was started last is in a key of Wine's, and a program that
+        // offers itself to the dispatcher waits for that service. No service has this one.
+        const DWORD none = 1000000;
+        ::RegSetKeyValueA(HKEY_LOCAL_MACHINE, "System\\CurrentControlSet\\Control\\ServiceCurrent",
+                          nullptr, REG_DWORD, &none, sizeof none);
     }
 };
 
@@ -45,30 +35,21 @@ ServiceManager::ServiceManager(const TemporaryFolder &folder, const LauncherStar
                          SERVICE_WIN32_OWN_PROCESS, SERVICE_DEMAND_START, SERVICE_ERROR_NORMAL,
                          line.c_str(), nullptr, nullptr, nullptr, nullptr, nullptr);
     // Sampled from the start: a short run has stopped when this call returns.
-    auto started = std::async([this] {
-        return ::StartServiceA(host->service, 0, nullptr) ? ERROR_SUCCESS : ::GetLastError();
-    });
+    auto started = std::async([this] { return ::StartServiceA(host->service, 0, nullptr); });
     while (started.wait_for(std::chrono::milliseconds(1)) != std::future_status::ready)
         reports();
-    if (const DWORD error = started.get(); error != ERROR_SUCCESS)
-        throw std::runtime_error("can't start service " + line + ": error " +
-                                 std::to_string(error));
-    SERVICE_STATUS_PROCESS status{};
-    DWORD size = 0;
-    ::QueryServiceStatusEx(host->service, SC_STATUS_PROCESS_INFO, reinterpret_cast<BYTE *>(&status),
-                           sizeof status, &size);
-    host->process = ::OpenProcess(PROCESS_ALL_ACCESS, FALSE, status.dwProcessId);
+    EXPECT_TRUE(started.get()) << "can't start service " << line;
 }
 
-ServiceManager::~ServiceManager() = default;
+ServiceManager::~ServiceManager() {
+    control(SERVICE_CONTROL_STOP); // if it still runs
+}
 
-const std::vector<SERVICE_STATUS> &ServiceManager::reports() {
-    SERVICE_STATUS status{};
-    ::QueryServiceStatus(host->service, &status);
-    const DWORD latest =
-        host->reports.empty() ? SERVICE_STOPPED : host->reports.back().dwCurrentState;
-    if (status.dwCurrentState != latest)
-        host->reports.push_back(status);
+std::string ServiceManager::reports() {
+    const DWORD before = host->status.dwCurrentState;
+    ::QueryServiceStatus(host->service, &host->status);
+    if (host->status.dwCurrentState != before)
+        host->reports += lineOf(host->status);
     return host->reports;
 }
 
@@ -81,15 +62,9 @@ void ServiceManager::control(DWORD code) {
 void ServiceManager::leave() {}
 
 std::uint32_t ServiceManager::wait() {
-    // A short run can be over before its process could be opened; its last report tells the code.
-    if (host->process == nullptr)
-        return awaitState(SERVICE_STOPPED) ? host->reports.back().dwWin32ExitCode : STILL_ACTIVE;
-    DWORD exitCode = STILL_ACTIVE;
-    waitUntil([&] {
-        reports();
-        return ::GetExitCodeProcess(host->process, &exitCode) && exitCode != STILL_ACTIVE;
-    });
-    return exitCode;
+    EXPECT_TRUE(waitUntil(
+        [this] { return !reports().empty() && host->status.dwCurrentState == SERVICE_STOPPED; }));
+    return host->status.dwWin32ExitCode;
 }
 
 LauncherRun *ServiceManager::launcher() {

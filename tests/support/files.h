@@ -25,33 +25,13 @@ private:
     std::filesystem::path folder;
 };
 
-// Bytes as they are; what can't be read is empty. Writing makes the directories above.
+// Bytes as they are; what can't be read is empty.
 std::string readFile(const std::filesystem::path &path);
+// The file appears all at once, and the directories above it if they are missing.
 void writeFile(const std::filesystem::path &path, const std::string &text);
 // A hard link, or a copy where that can't be. Makes the directories above.
 void placeProgram(const std::filesystem::path &program, const std::filesystem::path &path);
 // The target as the link is to hold it; a relative one is seen from the link's directory.
 void makeLink(const std::filesystem::path &link, const std::string &target);
-
-std::filesystem::path launcherProgram();
-std::filesystem::path probeProgram();
-
-// Builds an installation below a root; paths come back in the form that the test opens.
-class InstallationTree {
-public:
-    explicit InstallationTree(const std::filesystem::path &root);
-
-    std::filesystem::path root() const { return rootPath; }
-    std::filesystem::path addLauncher(const std::string &version) const;
-    std::filesystem::path addTool(const std::string &version, const std::string &tool) const;
-    std::filesystem::path addFramework(const std::string &version) const; // bin, plugins, qml
-    void writeQtInfo(const std::string &version, const std::string &tool,
-                     const std::string &text) const;
-    // <folder>\current becomes a link to the version beside it; folder is "tools" or the like.
-    void setCurrent(const std::string &folder, const std::string &version) const;
-
-private:
-    std::filesystem::path rootPath;
-};
 
 } // namespace testing_support
