@@ -43,7 +43,7 @@ struct Interpreter {
     bool ended = false;
 
     void run(std::string line) {
-        line.erase(0, line.find_first_not_of(" \t"));
+        line.erase(0, std::min(line.find_first_not_of(" \t"), line.size()));
         if (line.substr(0, line.find_first_of(" \t")) == "exit") {
             ended = true;
             if (line.size() > 4)
@@ -63,15 +63,6 @@ void printPrompt() {
     std::cout << text << std::flush;
 }
 
-// Byte by byte: what follows the line may be meant for the command that it starts.
-bool readLine(std::string &line) {
-    line.clear();
-    for (char byte; ::read(STDIN_FILENO, &byte, 1) == 1; line += byte)
-        if (byte == '\n')
-            return true;
-    return !line.empty();
-}
-
 } // namespace
 
 int main() {
@@ -82,11 +73,20 @@ int main() {
         interpreter.run(commandLine.substr(option + 2));
     if (commandLine.substr(std::min(option, commandLine.size()), 2) == "/C")
         return interpreter.exitCode;
-    for (std::string line; !interpreter.ended;) {
+    if (!interpreter.ended)
         printPrompt();
-        if (!readLine(line))
-            break;
+    // Byte by byte: what follows a line may be meant for the command that it starts.
+    std::string line;
+    for (char byte; !interpreter.ended && ::read(STDIN_FILENO, &byte, 1) == 1;) {
+        if (byte != '\n') {
+            line += byte;
+            continue;
+        }
         interpreter.run(line);
+        line.clear();
+        if (!interpreter.ended)
+            printPrompt();
     }
+    interpreter.run(line); // the last line may have no end
     return interpreter.exitCode;
 }

@@ -147,11 +147,9 @@ HANDLE CreateFileW(LPCWSTR name, DWORD access, DWORD, LPSECURITY_ATTRIBUTES, DWO
 }
 
 DWORD GetFinalPathNameByHandleW(HANDLE file, LPWSTR buffer, DWORD size, DWORD flags) {
-    if (stand_in::fails("GetFinalPathNameByHandleW",
-                        flags != (FILE_NAME_NORMALIZED | VOLUME_NAME_DOS)))
-        return 0;
     const auto opened = stand_in::find<File>(file);
-    if (!opened)
+    if (!opened || stand_in::fails("GetFinalPathNameByHandleW",
+                                   flags != (FILE_NAME_NORMALIZED | VOLUME_NAME_DOS)))
         return 0;
     char path[PATH_MAX] = {};
     const std::string link = "/proc/self/fd/" + std::to_string(opened->descriptor.get());

@@ -52,11 +52,6 @@ void SetLastError(DWORD error) {
     t_lastError = error;
 }
 
-DWORD stand_in::Object::wait(DWORD) {
-    SetLastError(ERROR_INVALID_HANDLE);
-    return WAIT_FAILED;
-}
-
 HANDLE stand_in::insert(std::shared_ptr<Object> object, bool inheritable) {
     const std::lock_guard guard(table().lock);
     const auto handle = reinterpret_cast<HANDLE>(table().lastValue += 4);

@@ -10,8 +10,8 @@ namespace stand_in {
 class Object {
 public:
     virtual ~Object() = default;
-    // What WaitForSingleObject returns. WAIT_FAILED for an object that can't be waited for.
-    virtual DWORD wait(DWORD milliseconds);
+    // What WaitForSingleObject returns, here for an object that can't be waited for.
+    virtual DWORD wait(DWORD) { return WAIT_FAILED; }
 };
 
 HANDLE insert(std::shared_ptr<Object> object, bool inheritable = false);

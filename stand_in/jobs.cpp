@@ -1,9 +1,7 @@
 #include "stand_in/faults.h"
-#include "stand_in/paths.h"
 #include "stand_in/processes.h"
 #include "stand_in/tether.h"
 
-#include <cerrno>
 #include <vector>
 
 namespace {
@@ -22,11 +20,9 @@ private:
 };
 
 DWORD Job::assign(const stand_in::Process &process) {
-    if (process.hasEnded())
-        return ERROR_ACCESS_DENIED;
     stand_in::Tether member;
-    if (!member.tie(process.id()))
-        return stand_in::lastErrorOf(errno);
+    if (process.hasEnded() || !member.tie(process.id()))
+        return ERROR_ACCESS_DENIED;
     const std::lock_guard guard(m_lock);
     m_members.push_back(std::move(member));
     return ERROR_SUCCESS;

@@ -13,9 +13,8 @@ namespace {
 
 // The folder that is drive C:.
 std::string driveC() {
-    if (const auto folder = stand_in::variable("ZQHOST_DRIVE_C"))
-        return *folder;
-    return stand_in::variable("HOME").value_or("") + "/.local/share/zqhost/drive_c";
+    return stand_in::variable("ZQHOST_DRIVE_C")
+        .value_or(stand_in::variable("HOME").value_or("") + "/.local/share/zqhost/drive_c");
 }
 
 std::string currentDirectory() {
@@ -40,10 +39,8 @@ std::vector<std::string> resolvedNames(const std::string &rest) {
 } // namespace
 
 std::string stand_in::fullPath(std::string path) {
-    if (path.empty())
-        return path;
     std::replace(path.begin(), path.end(), '/', '\\');
-    if (path.substr(1, 1) != ":")
+    if (path.find(':') != 1)
         path = (path[0] == '\\' ? "Z:" : currentDirectory() + '\\') + path;
     const std::vector<std::string> names = resolvedNames(path.substr(2));
     std::string full = path.substr(0, 2);
@@ -57,7 +54,7 @@ std::string stand_in::fullPath(std::string path) {
 std::string stand_in::toHost(const std::string &path) {
     std::string full = fullPath(path);
     std::replace(full.begin(), full.end(), '\\', '/');
-    switch (full.empty() ? 0 : std::toupper(static_cast<unsigned char>(full[0]))) {
+    switch (std::toupper(static_cast<unsigned char>(full[0]))) {
     case 'C':
         return driveC() + full.substr(2);
     case 'Z':
@@ -73,16 +70,8 @@ std::string stand_in::toGuest(std::string hostPath) {
 }
 
 DWORD stand_in::lastErrorOf(int hostError) {
-    switch (hostError) {
-    case ENOENT:
-        return ERROR_FILE_NOT_FOUND;
-    case ENOTDIR:
-        return ERROR_PATH_NOT_FOUND;
-    case EACCES:
-        return ERROR_ACCESS_DENIED;
-    case ENOEXEC:
-        return ERROR_BAD_EXE_FORMAT;
-    default:
-        return ERROR_GEN_FAILURE;
-    }
+    return hostError == ENOENT    ? ERROR_FILE_NOT_FOUND
+           : hostError == EACCES  ? ERROR_ACCESS_DENIED
+           : hostError == ENOEXEC ? ERROR_BAD_EXE_FORMAT
+                                  : ERROR_GEN_FAILURE;
 }

@@ -15,8 +15,7 @@ inline std::u16string toWide(std::string_view text) {
     return {text.begin(), text.end()};
 }
 
-// The full form of a path: drive, `\`, and "." and ".." resolved by the text alone. Empty for an
-// empty path.
+// The full form of a path: drive, `\`, and "." and ".." resolved by the text alone.
 std::string fullPath(std::string path);
 // The path on the host. Empty, which no host call finds, for a drive that doesn't exist.
 std::string toHost(const std::string &path);

@@ -118,15 +118,12 @@ bool makePlan(Plan &plan, LPCWSTR commandLine, LPVOID environment) {
 bool takeStandardStreams(const Plan &plan) {
     // Copied out of the way first, as one may be the place of another.
     std::array<int, 3> copies{};
-    for (std::size_t stream = 0; stream < copies.size(); ++stream) {
-        copies[stream] = ::fcntl(plan.standardStreams[stream], F_DUPFD_CLOEXEC, 3);
-        if (copies[stream] == -1)
-            return false;
-    }
+    bool taken = true;
     for (std::size_t stream = 0; stream < copies.size(); ++stream)
-        if (::dup2(copies[stream], static_cast<int>(stream)) == -1)
-            return false;
-    return true;
+        copies[stream] = ::fcntl(plan.standardStreams[stream], F_DUPFD_CLOEXEC, 3);
+    for (std::size_t stream = 0; stream < copies.size(); ++stream)
+        taken = taken && ::dup2(copies[stream], static_cast<int>(stream)) != -1;
+    return taken;
 }
 
 // In the child. Ends with the error number as exit status if the program can't be started.
@@ -181,10 +178,8 @@ int awaitProgram(pid_t child, stand_in::Descriptor &descriptor) {
 DWORD startHeld(const Plan &plan, const stand_in::Tether &tether,
                 std::shared_ptr<stand_in::Process> &process) {
     const pid_t child = startTraced(plan, tether);
-    if (child == -1)
-        return stand_in::lastErrorOf(errno);
     stand_in::Descriptor descriptor;
-    const int hostError = awaitProgram(child, descriptor);
+    const int hostError = child == -1 ? errno : awaitProgram(child, descriptor);
     if (hostError != 0) // a file that may not be executed is no program
         return stand_in::lastErrorOf(hostError == EACCES ? ENOEXEC : hostError);
     process = std::make_shared<stand_in::Process>(child, std::move(descriptor));

@@ -16,10 +16,8 @@ constexpr int pipeSize = 4096;
 
 DWORD stand_in::Stream::read(void *buffer, DWORD size, DWORD &count) {
     const ssize_t taken = ::read(m_descriptor.get(), buffer, size);
-    if (taken <= 0)
-        return ERROR_BROKEN_PIPE;
-    count = static_cast<DWORD>(taken);
-    return ERROR_SUCCESS;
+    count = taken > 0 ? static_cast<DWORD>(taken) : 0;
+    return taken > 0 ? ERROR_SUCCESS : ERROR_BROKEN_PIPE;
 }
 
 DWORD stand_in::Stream::write(const void *bytes, DWORD size, DWORD &count) {
@@ -60,11 +58,10 @@ BOOL WriteFile(HANDLE file, LPCVOID buffer, DWORD size, LPDWORD written, LPVOID 
 }
 
 BOOL CreatePipe(HANDLE *readEnd, HANDLE *writeEnd, LPSECURITY_ATTRIBUTES attributes, DWORD size) {
-    if (stand_in::fails("CreatePipe", size != 0))
-        return FALSE;
     int ends[2];
-    if (::pipe2(ends, O_CLOEXEC) != 0)
-        return stand_in::resultOf(stand_in::lastErrorOf(errno));
+    if (stand_in::fails("CreatePipe", size != 0) ||
+        !stand_in::resultOf(::pipe2(ends, O_CLOEXEC) == 0 ? ERROR_SUCCESS : ERROR_GEN_FAILURE))
+        return FALSE;
     ::fcntl(ends[1], F_SETPIPE_SZ, pipeSize);
     HANDLE *const handles[] = {readEnd, writeEnd};
     for (int end = 0; end < 2; ++end)

@@ -2,7 +2,9 @@
 
 #include <sys/socket.h>
 
+#include <algorithm>
 #include <csignal>
+#include <iterator>
 
 stand_in::Tether::Tether() {
     int ends[2];
@@ -13,11 +15,13 @@ stand_in::Tether::Tether() {
 }
 
 bool stand_in::Tether::tie(pid_t process) const {
-    for (const Descriptor &end : m_ends)
-        if (::fcntl(end.get(), F_SETOWN, process) != 0 ||
-            ::fcntl(end.get(), F_SETSIG, SIGKILL) != 0 || ::fcntl(end.get(), F_SETFL, O_ASYNC) != 0)
-            return false;
-    return true;
+    return std::all_of(
+        std::begin(m_ends), std::end(m_ends),
+        [process](const Descriptor &end) {
+            return ::fcntl(end.get(), F_SETOWN, process) == 0 &&
+                   ::fcntl(end.get(), F_SETSIG, SIGKILL) == 0 &&
+                   ::fcntl(end.get(), F_SETFL, O_ASYNC) == 0;
+        });
 }
 
 void stand_in::Tether::untie() const {
