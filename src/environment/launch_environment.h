@@ -2,7 +2,7 @@
 
 #include <string>
 
-// The variables that a tool or shell gets, apart from ZQ_INSTALL_ROOT. They are set in the
+// The variables that every tool and shell gets, apart from ZQ_INSTALL_ROOT. They are set in the
 // launcher's own process, which passes them on; nothing is undone after a failed launch.
 
 // Sets ZQ_FW_VERSION and ZQ_TOOL_VERSION to the texts as given: `current` is not resolved.

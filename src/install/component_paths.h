@@ -2,8 +2,8 @@
 
 #include <string>
 
-// Every path of a tool or a framework is composed here, and nowhere else. A path isn't tested, and
-// no call fails. The version `current` stands for the version in force.
+// The paths of tools and frameworks in the installation. A path isn't tested, and no call fails.
+// The version `current` stands for the version in force.
 //
 // If the variable ZQ_SNAP isn't empty, tools and the libraries, plugins and QML modules of
 // frameworks come from the fixed tree of a snap package. All other paths stay in the installation.

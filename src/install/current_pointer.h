@@ -10,7 +10,7 @@ enum CurrentPointerState {
     CurrentValid = 0,              // a link to a directory
     CurrentTargetNotDirectory = 1, // a link to something else
     CurrentNotLink = 2,            // a plain directory or file
-    CurrentMissing = 3,            // no entry, or it leads nowhere
+    CurrentMissing = 3,            // no entry, or one that can't be followed
 };
 
 // The name of the entry. Given as a version, it stands for the version that the entry selects.

@@ -3,8 +3,8 @@
 #include <string>
 #include <vector>
 
-// The installation's only access to the file system. Nothing here writes, keeps state or reports: a
-// failure becomes false, an empty string or an empty list. A path is a narrow string with `\` as
+// What the launcher asks the file system about paths. Nothing here writes, keeps state or reports:
+// a failure becomes false, an empty string or an empty list. A path is a narrow string with `\` as
 // separator, and only its ASCII characters reach the platform unchanged (wide_text.h).
 
 bool isDirectory(const std::string &path);

@@ -39,10 +39,11 @@ void writeToStandardOutput(const char *text, DWORD size) {
 
 } // namespace
 
-void forwardOutput(std::weak_ptr<ProcessInfo> process) {
+void forwardOutput(std::weak_ptr<ProcessInfo> process, std::promise<void> begun) {
     const std::shared_ptr<ProcessInfo> info = process.lock();
     if (info == nullptr || !info->redirectOutput || info->finished)
-        return;
+        return; // the end of the promise makes it ready
+    begun.set_value();
     do {
         std::this_thread::sleep_for(passPause);
         Chunk chunk = {};

@@ -21,8 +21,8 @@ struct TerminationPipe;
 //
 // The record closes nothing. closeProcess closes the handles of winProcInfo and releases the two
 // threads and the termination pipe. ghJob, the ends of the anonymous pipes and the handle of a
-// termination pipe that sent nothing stay open until the launcher's process ends. The closing of
-// ghJob then kills a process that is left behind.
+// termination pipe whose client was asked nothing stay open until the launcher's process ends. The
+// closing of ghJob then kills a process that is left behind.
 struct ProcessInfo {
     // 0 after a start, 1 or -1 after a failed one; after waitForProcess the exit code.
     std::int32_t result = 0;
@@ -82,7 +82,7 @@ bool waitForProcess(std::shared_ptr<ProcessInfo> info);
 std::int32_t exitStatusOf(std::shared_ptr<ProcessInfo> info);
 
 // Ends the threads of a record, whatever its state, and closes its process handles. A process that
-// is still running goes on. Takes up to about two seconds, longer while nobody reads the launcher's
+// is still running goes on. Takes up to 1.1 seconds, longer while nobody reads the launcher's
 // output.
 void closeProcess(std::shared_ptr<ProcessInfo> info);
 

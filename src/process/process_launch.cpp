@@ -7,7 +7,9 @@
 #include "process/user_session.h"
 
 #include <algorithm>
+#include <future>
 #include <iostream>
+#include <utility>
 
 namespace ProcessHandling {
 
@@ -84,6 +86,16 @@ Creation createDirectly(ProcessInfo &info, DWORD flags, std::basic_string<WCHAR>
     return {};
 }
 
+// Waits for the thread to begin: one that found the process ended already would forward nothing.
+void startForwarding(const std::shared_ptr<ProcessInfo> &info) {
+    std::promise<void> begun;
+    const std::future<void> hasBegun = begun.get_future();
+    info->outputThread =
+        new std::thread(forwardOutput, std::weak_ptr<ProcessInfo>(info), std::move(begun));
+    if (info->redirectOutput)
+        hasBegun.wait();
+}
+
 void startTerminationPipe(ProcessInfo &info) {
     info.terminationPipe = new TerminationPipe(info.winProcInfo.dwProcessId, info.command);
     info.terminationThread = new std::thread(servePipe, std::ref(*info.terminationPipe));
@@ -144,7 +156,7 @@ bool resumeInJob(ProcessInfo &info, bool useJob) {
 
 std::int32_t launchProcess(std::shared_ptr<ProcessInfo> info, bool inUserSession,
                            bool useLinkedToken, bool useJob) {
-    info->outputThread = new std::thread(forwardOutput, std::weak_ptr<ProcessInfo>(info));
+    startForwarding(info);
     const STARTUPINFOW startup = makeStartupInfo(*info);
     std::basic_string<WCHAR> commandLine = composeCommandLine(*info);
     const DWORD flags = makeCreationFlags(*info, inUserSession, useJob);

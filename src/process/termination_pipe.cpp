@@ -84,7 +84,8 @@ void servePipe(TerminationPipe &pipe) {
             return;
         sendWord(handle);
     }
-    // Part of a stop's known timing: a launch ends no sooner than a second after its word was sent.
+    // Callers know a stop by its timing: a launch ends no sooner than a second after its word was
+    // sent.
     ::Sleep(closingPauseMs);
 }
 

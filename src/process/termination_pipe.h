@@ -20,13 +20,13 @@ struct TerminationPipe {
     std::string pipeName;
 };
 
-// Lets other threads run until the flag is set, for a few milliseconds at most. To be called before
-// the first look at a flag that another thread is just about to set.
+// Lets other threads run until the flag is set, for 5 ms or one tick of the system's timer at most.
+// To be called before the first look at a flag that another thread is just about to set.
 void awaitBriefly(const std::atomic<bool> &flag);
 
-// Serves the pipe until the word was sent or stopRequested is seen, on a thread of its own. No flag
-// is checked until a client connects. Failures go to the debug channel. The record must outlive the
-// call.
+// Serves the pipe until the word was sent or couldn't be, or stopRequested is seen, on a thread of
+// its own. No flag is checked until a client connects. A pipe that can't be made and a word that
+// can't be sent are reported on the debug channel. The record must outlive the call.
 void servePipe(TerminationPipe &pipe);
 
 } // namespace ProcessHandling
