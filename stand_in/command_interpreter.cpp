@@ -52,16 +52,16 @@ struct Interpreter {
             exitCode = runProgram(line);
         }
     }
-};
 
-void printPrompt() {
-    std::string text = stand_in::variable("PROMPT").value_or("$P$G");
-    for (const auto &[code, meaning] :
-         {std::pair<std::string, std::string>("$P", stand_in::fullPath(".")), {"$G", ">"}})
-        if (const std::size_t at = text.find(code); at != text.npos)
-            text.replace(at, code.size(), meaning);
-    std::cout << text << std::flush;
-}
+    void prompt() const {
+        std::string text = ended ? "" : stand_in::variable("PROMPT").value_or("$P$G");
+        for (const auto &[code, meaning] :
+             {std::pair<std::string, std::string>("$P", stand_in::fullPath(".")), {"$G", ">"}})
+            if (const std::size_t at = text.find(code); at != text.npos)
+                text.replace(at, code.size(), meaning);
+        std::cout << text << std::flush;
+    }
+};
 
 } // namespace
 
@@ -73,8 +73,7 @@ int main() {
         interpreter.run(commandLine.substr(option + 2));
     if (commandLine.substr(std::min(option, commandLine.size()), 2) == "/C")
         return interpreter.exitCode;
-    if (!interpreter.ended)
-        printPrompt();
+    interpreter.prompt();
     // Byte by byte: what follows a line may be meant for the command that it starts.
     std::string line;
     for (char byte; !interpreter.ended && ::read(STDIN_FILENO, &byte, 1) == 1;) {
@@ -83,9 +82,8 @@ int main() {
             continue;
         }
         interpreter.run(line);
+        interpreter.prompt();
         line.clear();
-        if (!interpreter.ended)
-            printPrompt();
     }
     interpreter.run(line); // the last line may have no end
     return interpreter.exitCode;
