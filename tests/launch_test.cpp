@@ -195,9 +195,11 @@ TEST_F(LaunchTest, AbruptEndAtAnyMomentOfTheLaunchLeavesNothing) {
 TEST_F(LaunchTest, UserSessionStartWaitsForAUserAndGivesThatUsersEnvironment) {
     const std::filesystem::path user = folder / "console_user";
     std::filesystem::permissions(folder.path(), std::filesystem::perms::all);
-    LauncherStart launch = start({"-u", "1", "-t", "zqStage", "-a", reportTo("tool")});
+    LauncherStart launch = start({"-u", "1", "-n", "-t", "zqStage", "-a", reportTo("tool")});
     if (!onWindows) // somebody is always at Wine's console
-        launch.environment = {{"ZQHOST_CONSOLE_USER", user.string()}, {"USER", "launcher"}};
+        launch.environment = {{"ZQHOST_CONSOLE_USER", user.string()},
+                              {"ZQHOST_CALL_LOG", (folder / "calls").string()},
+                              {"USER", "launcher"}};
     LauncherRun run(folder, launch);
     if (!onWindows) {
         EXPECT_TRUE(run.awaitOutput("WTSQueryUserToken01008\nWTSQueryUserToken01008\n"));
@@ -208,6 +210,7 @@ TEST_F(LaunchTest, UserSessionStartWaitsForAUserAndGivesThatUsersEnvironment) {
     EXPECT_EQ(run.wait(), 0u);
     const Report tool = readReport("tool");
     EXPECT_EQ(tool.at("ZQ_FW_VERSION"), "current");
+    EXPECT_THAT(readFile(folder / "calls"), testing::Not(HasSubstr("GetTokenInformation")));
     EXPECT_TRUE(onWindows || tool.at("USER") + "\n" == readFile(user));
 }
 

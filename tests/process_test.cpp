@@ -132,10 +132,15 @@ TEST_F(Process, StartupToolRunsAheadOfMainToolsWithUser) {
           Case{{"-t", "zqStage"}, ""}, Case{{"-t", "zqOther", "-u", "0"}, ""}}) {
         SCOPED_TRACE(testing::PrintToString(each.options));
         std::filesystem::remove(folder / "prelude");
-        LauncherStart launch = start(each.options);
+        std::filesystem::remove(folder / "calls");
+        const std::string log = (folder / "calls").string();
+        LauncherStart launch = start(each.options, {{"ZQHOST_CALL_LOG", log}});
         launch.arguments.insert(launch.arguments.end(), {"-a", "sleep=2000 exit=6"});
         launch.input = "exit 6\n";
         EXPECT_EQ(LauncherRun(folder, launch).wait(), 6u);
+        // As the user, and with that user's full rights.
+        EXPECT_EQ(readFile(log).find("GetTokenInformation") != std::string::npos,
+                  !each.started.empty() && !onWindows);
         if (each.started.empty()) {
             EXPECT_FALSE(std::filesystem::exists(folder / "prelude"));
             continue;
