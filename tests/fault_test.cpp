@@ -226,6 +226,8 @@ TEST_P(Faults, EachCallOfARunFailsOnceOrComesLate) {
     for (std::string call; std::getline(log, call);)
         if (call.find(' ') == call.npos) // else it can't fail
             ++calls[call];
+    for (const auto &[call, count] : calls)
+        EXPECT_LT(count, 100) << call << " is polled without a pause";
     for (const Row &row : table)
         EXPECT_TRUE(row.scenarios.find(GetParam().name) == row.scenarios.npos ||
                     calls.count(row.call) == 1)
