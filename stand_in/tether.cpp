@@ -15,13 +15,12 @@ stand_in::Tether::Tether() {
 }
 
 bool stand_in::Tether::tie(pid_t process) const {
-    return std::all_of(
-        std::begin(m_ends), std::end(m_ends),
-        [process](const Descriptor &end) {
-            return ::fcntl(end.get(), F_SETOWN, process) == 0 &&
-                   ::fcntl(end.get(), F_SETSIG, SIGKILL) == 0 &&
-                   ::fcntl(end.get(), F_SETFL, O_ASYNC) == 0;
-        });
+    const auto tieEnd = [process](const Descriptor &end) {
+        return ::fcntl(end.get(), F_SETOWN, process) == 0 &&
+               ::fcntl(end.get(), F_SETSIG, SIGKILL) == 0 &&
+               ::fcntl(end.get(), F_SETFL, O_ASYNC) == 0;
+    };
+    return std::all_of(std::begin(m_ends), std::end(m_ends), tieEnd);
 }
 
 void stand_in::Tether::untie() const {
