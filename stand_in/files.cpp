@@ -7,7 +7,6 @@
 #include <dirent.h>
 #include <sys/auxv.h>
 #include <sys/stat.h>
-#include <sys/xattr.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -44,13 +43,10 @@ int kindOf(const std::string &path) {
                                                : static_cast<int>(DT_UNKNOWN);
 }
 
-// A directory has the further bits that its extended attribute holds, as Wine and Samba keep them.
-DWORD attributesOf(const std::string &path, int kind) {
-    if (kind != DT_DIR)
-        return kind == DT_LNK ? FILE_ATTRIBUTE_REPARSE_POINT : FILE_ATTRIBUTE_ARCHIVE;
-    char bits[16] = {};
-    ::lgetxattr(path.c_str(), "user.DOSATTRIB", bits, sizeof bits - 1);
-    return FILE_ATTRIBUTE_DIRECTORY | static_cast<DWORD>(std::strtoul(bits, nullptr, 0));
+DWORD attributesOf(int kind) {
+    return kind == DT_DIR   ? FILE_ATTRIBUTE_DIRECTORY
+           : kind == DT_LNK ? FILE_ATTRIBUTE_REPARSE_POINT
+                            : FILE_ATTRIBUTE_ARCHIVE;
 }
 
 DWORD Search::next(WIN32_FIND_DATAW &data) {
@@ -62,7 +58,7 @@ DWORD Search::next(WIN32_FIND_DATAW &data) {
     const std::string path = m_path + '/' + entry->d_name;
     // Some file systems don't give the kind with the entry.
     data.dwFileAttributes =
-        attributesOf(path, entry->d_type != DT_UNKNOWN ? entry->d_type : kindOf(path));
+        attributesOf(entry->d_type != DT_UNKNOWN ? entry->d_type : kindOf(path));
     const std::u16string name = stand_in::toWide(entry->d_name);
     *std::copy(name.begin(), name.end(), data.cFileName) = 0;
     return ERROR_SUCCESS;
@@ -127,7 +123,7 @@ DWORD GetFileAttributesW(LPCWSTR path) {
     const std::string hostPath = stand_in::toHost(stand_in::toNarrow(path));
     const int kind = kindOf(hostPath);
     return stand_in::resultOf(kind != DT_UNKNOWN ? ERROR_SUCCESS : stand_in::lastErrorOf(errno))
-               ? attributesOf(hostPath, kind)
+               ? attributesOf(kind)
                : INVALID_FILE_ATTRIBUTES;
 }
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <list>
+#include <regex>
 #include <sstream>
 
 using namespace testing_support;
@@ -58,59 +59,29 @@ struct Row {
         text; // in the streams, the debug channel, the word and the reports; empty: as without
 };
 
-const std::string noRoot = "Warning: 'current' does not exist.";
-const std::string launches = "launch forward user failed service", starts = launches + " daemon";
-// Without a row, a run with the fault ends and prints as one without.
-const std::vector<Row> table{
-    {"PathIsDirectoryW", launches, {1}, "ERROR: directory Z:"},
-    {"PathIsDirectoryW", "list", {}, "Warning: The target 'Z:"},
-    {"PathFileExistsW", "", {1}, "ERROR: File Z:"},
-    {"CreateFileW", "list", {}, noRoot},
-    {"GetFinalPathNameByHandleW", "list", {}, noRoot},
-    {"GetFullPathNameW", "", {}, "Warning: the 'current' version is pointing"},
-    {"FindFirstFileW", "", {}, "Warning: the 'current' version is pointing"},
-    {"FindNextFileW", "", {}, "Current version: 7.2\n"},
-    {"GetModuleFileNameA", "", {}, noRoot},
-    {"_putenv_s", launches, {1}, "ERROR: directory C:\\ZQClient\\tools"},
-    {"_putenv_s", "list", {}, noRoot},
-    {"_putenv_s", "daemon console", {1}, "command: C:\\ZQClient\\frameworks\\current\\bin"},
-    {"CreatePipe", "", {}, silent}, // the first is the output's
-    {"WriteFile", "forward user", {}, silent},
-    {"CreateJobObjectW", "", {1}, "info.ghJob == NULL!\n"},
-    {"SetInformationJobObject", "", {1}, "SetInformationJobObject( info.ghJob, "},
-    {"CreateProcessW", "", {1}, "CreateProcessAsUser Error 5\nERROR MESSAGE: "},
-    {"CreateProcessAsUserW", "", {1}, "CreateProcessAsUser Error 5\nERROR MESSAGE: "},
-    {"CreateEnvironmentBlock", "", {1}, "last error 5\nCreateProcessAsUser Error 5\n"},
-    {"WTSGetActiveConsoleSessionId", "", {}, "WTSQueryUserToken02\n"},
-    {"WTSQueryUserToken", "", {}, "WTSQueryUserToken05\nWTSQueryUserToken15\n"},
-    {"CreateNamedPipeW", "service", {}, "Termination Pipe is invalid.\n"},
-    {"ConnectNamedPipe", "service", {}, stopped(9)}, // the pipe ends, or isn't there any more
-    {"WriteFile", "service", {}, "Write to pipe faile.\n"}, // the pipe's end asks as well
-    {"ResumeThread", "launch forward user daemon console", {waits}, silent},
-    {"ResumeThread", "service", {0}, stopped(0)}, // ended with the grace of a stop
-    {"AssignProcessToJobObject", "", {1}, "AssignProcessToJobObject(info.ghJob, info.win"},
-    {"WaitForSingleObject", "service", {9, 0}, running}, // of three threads, whichever is first
-    {"PeekMessageW", "service", {9, 0}, running},        // the request finds a queue, or none
-    {"GetExitCodeProcess", "service", {0}, stopped(0)},
-    {"GetExitCodeProcess", "", {0}, ""},
-    {"FormatMessageW", "", {}, "CreateProcessAsUser Error 193\n"},
-    {"StartServiceCtrlDispatcherW", "service", {waits}, ""}, // a run that no stop reaches
-    {"RegisterServiceCtrlHandlerW",
-     "",
-     {waits},
-     "ServiceMain: RegisterServiceCtrlHandler returned error\nLarkstone Launcher (Service Mode): "
-     "ServiceMain: Exit\n"},
-    {"SetServiceStatus", "", {}, "ServiceMain: SetServiceStatus returned error\n"},
-    {"CreateThread", "", {1}, "ServiceMain: Exit\n" + starting + stopped(1)},
-    {"CreateEventW",
-     "",
-     {0},
-     "ServiceMain: CreateEvent(g_ServiceStopEvent) returned error\nLarkstone Launcher (Service "
-     "Mode): ServiceMain: Exit\n" +
-         starting + "16 1 0 0 0 1 0\n"},
-    {"SetEvent", "", {waits}, stopping},
-    {"PostThreadMessageW", "", {0}, stopped(0)},
-    {"OutputDebugStringW", "service", {}, running}};
+// The rows of fault_table.txt, which says what they mean.
+std::vector<Row> readTable() {
+    std::vector<Row> rows;
+    std::istringstream lines(readFile(FAULT_TABLE));
+    const std::regex cells("(\\w+) *\\| (.*?) *\\| (.*?) *\\| (.*)");
+    std::smatch cell;
+    for (std::string line; std::getline(lines, line);) {
+        if (!std::regex_match(line, cell, cells))
+            continue;
+        Row row{cell[1],
+                cell[2] == "all" ? "" : cell.str(2),
+                {},
+                cell[4] == "usual" ? ""
+                                   : std::regex_replace(cell.str(4), std::regex("\\\\n"), "\n")};
+        std::istringstream statuses(std::regex_replace(cell.str(3), std::regex("waits"), "-1"));
+        for (int status; statuses >> status;)
+            row.statuses.push_back(status);
+        rows.push_back(row);
+    }
+    return rows;
+}
+
+const std::vector<Row> table = readTable();
 
 const Row *findRow(const std::string &call, const std::string &scenario) {
     for (const Row &row : table)
@@ -228,6 +199,7 @@ TEST_P(Faults, EachCallOfARunFailsOnceOrComesLate) {
             ++calls[call];
     for (const auto &[call, count] : calls)
         EXPECT_LT(count, 100) << call << " is polled without a pause";
+    ASSERT_GE(table.size(), 40u);
     for (const Row &row : table)
         EXPECT_TRUE(row.scenarios.find(GetParam().name) == row.scenarios.npos ||
                     calls.count(row.call) == 1)

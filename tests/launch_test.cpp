@@ -1,5 +1,7 @@
 #include "support/launcher_run.h"
 
+#include <cstdlib>
+
 using namespace testing_support;
 using testing::EndsWith;
 using testing::HasSubstr;
@@ -212,6 +214,49 @@ TEST_F(LaunchTest, UserSessionStartWaitsForAUserAndGivesThatUsersEnvironment) {
     EXPECT_EQ(tool.at("ZQ_FW_VERSION"), "current");
     EXPECT_THAT(readFile(folder / "calls"), testing::Not(HasSubstr("GetTokenInformation")));
     EXPECT_TRUE(onWindows || tool.at("USER") + "\n" == readFile(user));
+}
+
+// Made by a Linux shell in the directory of the versions, below a root that is relative and has a
+// detour in it. The documentation has the plainer states of `current`.
+TEST_F(LaunchTest, ListingFollowsCurrentAndListsPlainDirectoriesAlone) {
+    const std::string outside =
+        "Warning: the 'current' version is pointing to a package outside of the install directory. "
+        "This is strongly discouraged and not supported!\n";
+    const std::string far = std::string(250, 'x') + "/" + std::string(250, 'y');
+    struct Case {
+        std::string commands, output, errors;
+    };
+    std::vector<Case> cases{
+        {"mkdir 5.0; ln -s 5.0 1; ln -s 1 current", "Current version: 5.0\n* 5.0\n", ""},
+        {"mkdir .5; ln -s .5 current", "Current version: .5\n", outside},
+        {"ln -s / current", "Current version: Z:\n", outside},
+        {"mkdir -p " + far + "; ln -s " + far + " current", // too long a path
+         "Warning: 'current' does not exist. Tool will not run without specifying a version. This "
+         "is not supported!\n* " +
+             std::string(250, 'x') + "\n",
+         ""}};
+    if (onWindows) // the stand-in has no attributes to set
+        cases.push_back(
+            {"mkdir hidden; ln -s hidden current", "Current version: hidden\n", outside});
+    else // Wine shows no link to a file as one
+        cases.push_back({"touch 5; ln -s 5 current",
+                         "Warning: The target '" + windowsPath(tree / "list/frameworks/5") +
+                             "' of 'current' does not exist. This is not supported!\n",
+                         ""});
+    for (const Case &each : cases) {
+        SCOPED_TRACE(each.commands);
+        const std::filesystem::path list = tree / "list", hidden = list / "frameworks" / "hidden";
+        const std::string path = unixPath(list) + "/frameworks";
+        EXPECT_TRUE(runShell("rm -rf " + path + " && mkdir -p " + path + " && cd " + path + " && " +
+                             each.commands));
+        EXPECT_TRUE(!is_directory(hidden) ||
+                    std::system(("attrib +h " + hidden.string()).c_str()) == 0);
+        LauncherRun run(folder, {.arguments = {"-r", "x\\../list", "-t", "t", "-l", "frameworks"},
+                                 .workingDirectory = tree});
+        EXPECT_EQ(run.wait(), 0u);
+        EXPECT_EQ(run.output(), each.output);
+        EXPECT_EQ(run.errors(), each.errors);
+    }
 }
 
 } // namespace
