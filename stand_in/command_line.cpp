@@ -28,7 +28,7 @@ std::string takeProgram(std::string_view &text) {
     return program;
 }
 
-// Backslashes escape only before a quote; two quotes within quotes stand for one.
+// Backslashes escape only before a quote; two quotes within quotes mean one.
 std::string takeArgument(std::string_view &text) {
     std::string argument;
     bool quoted = false;
@@ -95,7 +95,7 @@ std::string stand_in::findProgram(std::string &commandLine) {
         const std::string program = findFile(name);
         if (program.empty())
             continue;
-        // Found after a blank, the name gets quotes, so that it stays one argument.
+        // Found after a space, the name gets quotes, so that it stays one argument.
         if (name.find_first_of(blanks) != name.npos)
             commandLine = '"' + name + '"' + std::string(line.substr(cut));
         return program;

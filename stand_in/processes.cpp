@@ -141,7 +141,7 @@ bool takeStandardStreams(const Plan &plan) {
 }
 
 // The child borrows the memory of this process, whose thread stands still until the program takes
-// over. No signal may come between but the one that tells of the program: a handler would run in
+// over. No signal may come between but the one that reports the program: a handler would run in
 // the wrong process, and a traced child would stop for a tracer that stands still.
 pid_t startTraced(const Plan &plan, const stand_in::Tether &tether) {
     sigset_t allButTrap, before;
@@ -165,8 +165,8 @@ int awaitProgram(pid_t child, stand_in::Descriptor &descriptor) {
     if (WIFSTOPPED(status) && WSTOPSIG(status) == SIGTRAP)
         descriptor = stand_in::Descriptor(static_cast<int>(::syscall(SYS_pidfd_open, child, 0)));
     if (!descriptor) { // the host gave up while loading the program
-        ::kill(child, SIGKILL);
-        ::waitpid(child, nullptr, __WALL);
+        if (WIFSTOPPED(status) && ::kill(child, SIGKILL) == 0)
+            ::waitpid(child, nullptr, __WALL);
         return ENOEXEC;
     }
     std::uint64_t noSignals = 0;

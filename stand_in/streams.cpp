@@ -31,8 +31,9 @@ DWORD stand_in::Stream::write(const void *bytes, DWORD size, DWORD &count) {
 HANDLE GetStdHandle(DWORD which) {
     if (stand_in::fails("GetStdHandle", which != STD_OUTPUT_HANDLE))
         return INVALID_HANDLE_VALUE;
-    static const HANDLE output = stand_in::insert(
-        std::make_shared<stand_in::Stream>(stand_in::Descriptor(STDOUT_FILENO)), true);
+    static const HANDLE output =
+        stand_in::insert(std::make_shared<stand_in::Stream>(stand_in::Descriptor(STDOUT_FILENO)),
+                         /*inheritable=*/true);
     return output;
 }
 

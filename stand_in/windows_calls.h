@@ -114,7 +114,7 @@ BOOL PathFileExistsW(LPCWSTR path);
 DWORD GetModuleFileNameA(HMODULE module, LPSTR buffer, DWORD size);
 DWORD GetFileAttributesW(LPCWSTR path);
 // Opens an existing file or directory for reading, or, under \\.\pipe\, a pipe as its client.
-HANDLE CreateFileW(LPCWSTR path, DWORD access, DWORD share, LPSECURITY_ATTRIBUTES attributes,
+HANDLE CreateFileW(LPCWSTR name, DWORD access, DWORD share, LPSECURITY_ATTRIBUTES attributes,
                    DWORD disposition, DWORD flags, HANDLE templateFile);
 DWORD GetFinalPathNameByHandleW(HANDLE file, LPWSTR buffer, DWORD size, DWORD flags);
 DWORD GetFullPathNameW(LPCWSTR path, DWORD size, LPWSTR buffer, LPWSTR *filePart);
@@ -125,7 +125,7 @@ BOOL FindClose(HANDLE search);
 BOOL ReadFile(HANDLE file, LPVOID buffer, DWORD size, LPDWORD read, LPVOID overlapped);
 BOOL WriteFile(HANDLE file, LPCVOID buffer, DWORD size, LPDWORD written, LPVOID overlapped);
 // Deletes nothing: on a pipe's name it comes and goes as a client, on any other it fails.
-BOOL DeleteFileW(LPCWSTR path);
+BOOL DeleteFileW(LPCWSTR name);
 
 // --- Pipes -----------------------------------------------------------------------------------
 
