@@ -222,7 +222,7 @@ TEST_F(LaunchTest, ListingFollowsCurrentAndListsPlainDirectoriesAlone) {
     const std::string outside =
         "Warning: the 'current' version is pointing to a package outside of the install directory. "
         "This is strongly discouraged and not supported!\n";
-    const std::string far = std::string(250, 'x') + "/" + std::string(250, 'y');
+    const std::string x(250, 'x'), y(250, 'y'), near = x + "/" + y.substr(50), far = x + "/" + y;
     struct Case {
         std::string commands, output, errors;
     };
@@ -230,10 +230,12 @@ TEST_F(LaunchTest, ListingFollowsCurrentAndListsPlainDirectoriesAlone) {
         {"mkdir 5.0; ln -s 5.0 1; ln -s 1 current", "Current version: 5.0\n* 5.0\n", ""},
         {"mkdir .5; ln -s .5 current", "Current version: .5\n", outside},
         {"ln -s / current", "Current version: Z:\n", outside},
+        {"mkdir -p " + near + "; ln -s " + near + " current",
+         "Current version: " + y.substr(50) + "\n* " + x + "\n", ""},
         {"mkdir -p " + far + "; ln -s " + far + " current", // too long a path
          "Warning: 'current' does not exist. Tool will not run without specifying a version. This "
          "is not supported!\n* " +
-             std::string(250, 'x') + "\n",
+             x + "\n",
          ""}};
     if (onWindows) // the stand-in has no attributes to set
         cases.push_back(
