@@ -226,7 +226,8 @@ TEST_P(Faults, EachCallOfARunFailsOnceOrComesLate) {
     for (FaultRun &each : runsWith("5:2", calls, 2)) {
         SCOPED_TRACE(each.call + " failing at its second use");
         EXPECT_THAT(each.status(), testing::AnyOf(0, 1, GetParam().status));
-        EXPECT_EQ(each.text(true).find("Sanitizer"), std::string::npos) << each.text(true);
+        EXPECT_EQ(each.text(/*withQueries=*/true).find("Sanitizer"), std::string::npos)
+            << each.text(/*withQueries=*/true);
     }
     for (FaultRun &each : runsWith("late", calls)) {
         SCOPED_TRACE(each.call + " coming late");

@@ -142,8 +142,9 @@ TEST_F(LaunchTest, ForwardsOutputByteForByteWhileTheToolRuns) {
         const std::string file = (folder / std::to_string(bytes.size())).generic_string();
         const std::string forwarded = bytes.substr(0, bytes.find('\0'));
         writeFile(file, bytes);
-        LauncherRun run(folder, start({"-o", "-t", "zqStage", "-a",
-                                       "type=" + file + " await=" + file + "go printerr=last"}));
+        std::string orders = "type=" + file;
+        orders.append(" await=" + file + "go printerr=last");
+        LauncherRun run(folder, start({"-o", "-t", "zqStage", "-a", orders}));
         EXPECT_TRUE(waitUntil([&] { return run.rawOutput() == forwarded; }));
         writeFile(file + "go", "");
         EXPECT_EQ(run.wait(), 0u);
