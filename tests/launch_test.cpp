@@ -223,7 +223,7 @@ TEST_F(LaunchTest, ListingFollowsCurrentAndListsPlainDirectoriesAlone) {
     const std::string outside =
         "Warning: the 'current' version is pointing to a package outside of the install directory. "
         "This is strongly discouraged and not supported!\n";
-    const std::string x(250, 'x'), y(250, 'y'), near = x + "/" + y.substr(50), far = x + "/" + y;
+    const std::string x(250, 'x'), y(250, 'y'), near = x + "/" + y.substr(120), far = x + "/" + y;
     struct Case {
         std::string commands, output, errors;
     };
@@ -232,7 +232,7 @@ TEST_F(LaunchTest, ListingFollowsCurrentAndListsPlainDirectoriesAlone) {
         {"mkdir .5; ln -s .5 current", "Current version: .5\n", outside},
         {"ln -s / current", "Current version: Z:\n", outside},
         {"mkdir -p " + near + "; ln -s " + near + " current",
-         "Current version: " + y.substr(50) + "\n* " + x + "\n", ""},
+         "Current version: " + y.substr(120) + "\n* " + x + "\n", ""},
         {"mkdir -p " + far + "; ln -s " + far + " current", // too long a path
          "Warning: 'current' does not exist. Tool will not run without specifying a version. This "
          "is not supported!\n* " +

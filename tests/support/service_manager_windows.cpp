@@ -7,7 +7,7 @@ namespace testing_support {
 struct ServiceManager::Host {
     SC_HANDLE manager = ::OpenSCManagerA(nullptr, nullptr, SC_MANAGER_ALL_ACCESS);
     SC_HANDLE service = nullptr;
-    SERVICE_STATUS status{.dwCurrentState = SERVICE_STOPPED};
+    SERVICE_STATUS status{};
     std::string reports{};
 
     ~Host() {
@@ -48,7 +48,8 @@ ServiceManager::~ServiceManager() {
 std::string ServiceManager::reports() {
     const DWORD before = host->status.dwCurrentState;
     ::QueryServiceStatus(host->service, &host->status);
-    if (host->status.dwCurrentState != before)
+    // A service that hasn't begun is shown as stopped.
+    if (host->status.dwCurrentState != (before == 0 ? SERVICE_STOPPED : before))
         host->reports += lineOf(host->status);
     return host->reports;
 }
