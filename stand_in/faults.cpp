@@ -61,7 +61,10 @@ bool stand_in::watchedCallFails(std::string_view call) {
         appendLine(watched.callLog, call);
 
     for (Fault &fault : watched.faults) {
-        if (fault.call != call || fault.callsLeft == 0 || --fault.callsLeft != 0)
+        if (fault.call != call || fault.callsLeft == 0)
+            continue;
+        --fault.callsLeft;
+        if (fault.callsLeft != 0)
             continue;
         guard.unlock();
         if (fault.effect == "kill")
