@@ -1,6 +1,7 @@
 #include "process/process_handling.h"
 
 #include "environment/startup_tool.h"
+#include "install/component_paths.h"
 #include "primitives/wide_text.h"
 #include "process/termination_pipe.h"
 #include "support/launcher_run.h"
@@ -93,6 +94,19 @@ TEST_F(Process, FailedEnvironmentOfTheUserIsMinusOne) {
     EXPECT_EXIT(std::_Exit(startTool("none", 1, /*redirectOutput=*/false)->result),
                 testing::ExitedWithCode(0xFF), "");
     ::_putenv_s("ZQHOST_FAIL", "");
+}
+
+// A whole run would need the snap's own folder.
+TEST(SnapLayout, LeavesTheFrameworksDirectoryInTheInstallation) {
+    ::_putenv_s("ZQ_INSTALL_ROOT", "R");
+    ::_putenv_s("ZQ_SNAP", "0");
+    const std::string library = "/snap/zqstage/current/usr/lib/x86_64-linux-gnu";
+    EXPECT_EQ(frameworkDirectory("6"), "R\\frameworks\\6");
+    EXPECT_EQ(frameworkLibraryPath("6"), library);
+    EXPECT_EQ(frameworkPluginPath("6"), library + "/qt5\\plugins");
+    EXPECT_EQ(frameworkQmlPath("6"), library + "/qt5\\qml");
+    EXPECT_EQ(toolExecutablePath("t", "7"), "/snap/zqstage/current/bin\\t.exe");
+    ::_putenv_s("ZQ_SNAP", "");
 }
 
 TEST(StartupCommand, AppendsOptionsUnderTheirConditions) {
