@@ -3,7 +3,9 @@
 //
 //     try_stop SECONDS TOOL.EXE [ARGUMENT]...
 //
-// Ends with the tool's exit code, or with 1 if the tool didn't end by itself in time.
+// SECONDS is a whole number from 1 on. Arguments are in ASCII and are passed on unquoted, as the
+// launcher does. Exits with the tool's exit code, or with 1 if it can't start the tool, or if the
+// tool has not opened its pipe, has closed it, or still runs after 2.9 s.
 
 #include <windows.h>
 
@@ -83,8 +85,10 @@ int reportEnd(HANDLE process, const std::string &when) {
 int askToEnd(HANDLE process, HANDLE pipe) {
     const char word[] = "zqEnd!";
     DWORD written = 0;
-    if (::WriteFile(pipe, word, sizeof word, &written, nullptr) == FALSE)
-        return fail("WriteFile");
+    if (::WriteFile(pipe, word, sizeof word, &written, nullptr) == FALSE) {
+        say("the tool has closed its pipe: it can't be asked, and is killed");
+        return 1;
+    }
     ::DisconnectNamedPipe(pipe);
     ::CloseHandle(pipe);
     say("the tool is asked to end");
@@ -97,11 +101,12 @@ int askToEnd(HANDLE process, HANDLE pipe) {
 } // namespace
 
 int main(int argc, char **argv) {
-    if (argc < 3) {
+    const unsigned long seconds = argc < 3 ? 0 : std::strtoul(argv[1], nullptr, 10);
+    if (seconds == 0) {
         say("usage: try_stop SECONDS TOOL.EXE [ARGUMENT]...");
         return 1;
     }
-    const auto delayMs = static_cast<DWORD>(1000 * std::strtoul(argv[1], nullptr, 10));
+    const auto delayMs = static_cast<DWORD>(1000 * seconds);
     const HANDLE job = createJob();
     WideText commandLine = composeCommandLine(argc, argv);
     STARTUPINFOW startup{};
@@ -117,7 +122,10 @@ int main(int argc, char **argv) {
         return fail("CreateNamedPipeW");
     ::CreateThread(nullptr, 0, awaitClient, &pipe, 0, nullptr);
     ::ResumeThread(tool.hThread);
-    ::AssignProcessToJobObject(job, tool.hProcess);
+    if (::AssignProcessToJobObject(job, tool.hProcess) == FALSE) {
+        say("the tool ended too soon: a launcher would take this for a failed start");
+        return 1;
+    }
     say("the tool runs, process id " + std::to_string(tool.dwProcessId));
 
     if (hasEnded(tool.hProcess, delayMs))

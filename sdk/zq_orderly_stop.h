@@ -11,8 +11,8 @@
  * The launcher serves a named pipe for each tool that it starts and writes one message to it, the
  * seven bytes "zqEnd!" and a zero, when its service is asked to stop. It disconnects at once, which
  * drops what isn't read by then, so a read is always pending here. A read that fails is the same
- * request: a tool sees its pipe break only after the word was sent, or because the launcher is
- * gone.
+ * request: a tool sees its pipe break only after the word was sent or couldn't be sent, or because
+ * the launcher is gone. A tool may end at any time without cancelling anything.
  */
 #ifndef ZQ_ORDERLY_STOP_H
 #define ZQ_ORDERLY_STOP_H
@@ -23,11 +23,12 @@ typedef enum ZqStopEvent {
     ZqStopAsked,        /* The launcher asks this process to end. End it, with exit code 0. */
     ZqStopLauncherGone, /* The pipe broke without a request. End it all the same: the launcher
                            kills its tools when it ends. */
-    ZqStopNoLauncher    /* Nobody will ask: there is no pipe for this process, or another client has
-                           taken it (GetLastError() is ERROR_PIPE_BUSY). Work on. */
+    ZqStopNoLauncher    /* Nobody will ask: there is no pipe for this process, or it has had its one
+                           client (GetLastError() is ERROR_PIPE_BUSY). Work on. */
 } ZqStopEvent;
 
-/* Called once, on a thread that does nothing else. */
+/* Called once, on a thread that does nothing else. What the context points to must live as long as
+   the process. */
 typedef void (*ZqStopCallback)(ZqStopEvent event, void *context);
 
 typedef struct ZqStopListener {
@@ -82,7 +83,7 @@ static inline ZqStopEvent zqAwaitStop(void) {
             error = GetLastError();
     } while (error == ERROR_SUCCESS && !zqIsStopWord(message, size));
     CloseHandle(pipe);
-    /* The launcher disconnects only after the word: it was sent, and dropped before it was read. */
+    /* The launcher disconnects only when it asks: the word was dropped before it was read. */
     return error == ERROR_SUCCESS || error == ERROR_PIPE_NOT_CONNECTED ? ZqStopAsked
                                                                        : ZqStopLauncherGone;
 }
