@@ -36,7 +36,7 @@ typedef struct ZqStopListener {
     void *context;
 } ZqStopListener;
 
-/* Writes \\.\pipe\zqLauncher_ and the id of this process, 31 characters at most. */
+/* Writes \\.\pipe\zqLauncher_ and the id of this process, 31 units at most with the zero. */
 static inline void zqComposeStopPipeName(WCHAR *name) {
     static const unsigned char prefix[] = "\\\\.\\pipe\\zqLauncher_";
     static const unsigned char digits[] = "0123456789";

@@ -10,7 +10,7 @@ namespace stand_in {
 class Object {
 public:
     virtual ~Object() = default;
-    // What WaitForSingleObject returns, here for an object that can't be waited for.
+    // The result of WaitForSingleObject; this one is for objects that can't be waited for.
     virtual DWORD wait(DWORD) { return WAIT_FAILED; }
 };
 
@@ -27,7 +27,7 @@ template <class T> std::shared_ptr<T> find(HANDLE handle) {
     return object;
 }
 
-// What a call returns that ended with this error: FALSE, the last error set, unless it is 0.
+// FALSE with the last error set; TRUE for the error 0.
 inline BOOL resultOf(DWORD error) {
     if (error != ERROR_SUCCESS)
         SetLastError(error);

@@ -4,7 +4,8 @@
 #include <string>
 #include <vector>
 
-// The run of the family's start-up tool before its main tools, through a second launcher.
+// The start-up tool zqPrelude, which runs ahead of the main tools zqStage and zqHostPrep, through a
+// second launcher.
 
 struct StartupCommand {
     std::vector<std::string> arguments; // one element each, with any quotes that they need

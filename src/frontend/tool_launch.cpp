@@ -99,7 +99,8 @@ std::int32_t runTool(LaunchOptions &options) {
     return run(options, toolLocation.executable, splitArguments(options.toolArguments));
 }
 
-// A shell needs no tool. In place of a tool's directory, the launcher's own is in its PATH.
+// A shell needs no tool, so no .qtinfo is read. In place of a tool's directory, the launcher's own
+// is in its PATH.
 std::int32_t runShell(LaunchOptions &options) {
     if (!prepareEnvironment(options, toolDirectory("zqLauncher", options.toolVersion)))
         return 1;

@@ -1,8 +1,7 @@
 #pragma once
 
-// What --list prints: the installed versions of the components, on the standard output.
-
-// Chosen by the word of --list.
+// What --list prints on the standard output: the installed versions of the components. The word of
+// --list chooses the mode.
 
 enum class ListMode { None = 0, All = 1, Tools = 2, Addons = 3, Frameworks = 4 };
 

@@ -3,7 +3,8 @@
 #include <string>
 
 // The paths of tools and frameworks in the installation. A path isn't tested, and no call fails.
-// The version `current` stands for the version in force.
+// The version `current` stays a link in the paths of tools; in those of frameworks it is resolved
+// to the name of a version.
 //
 // If the variable ZQ_SNAP isn't empty, tools and the libraries, plugins and QML modules of
 // frameworks come from the fixed tree of a snap package. All other paths stay in the installation.

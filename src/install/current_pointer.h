@@ -21,6 +21,7 @@ inline constexpr char currentName[] = "current";
 // CurrentTargetNotDirectory.
 CurrentPointerState readCurrentPointer(const std::string &path, std::string &versionOrPath);
 
+// The texts are those that callers know, also where the state is another than they say.
 // Prints the state in one line on the standard output, and on the standard error a warning about a
 // valid pointer with no version listed beside it.
 void reportCurrentPointer(CurrentPointerState state, const std::string &versionOrPath,

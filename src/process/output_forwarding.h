@@ -11,8 +11,7 @@ struct ProcessInfo;
 // of its own, until the record's `finished` is set: every 100 milliseconds one chunk of up to 4096
 // bytes, byte for byte up to its first zero byte. Without redirectOutput it ends at once.
 // Keeps the record alive while it runs.
-// Makes `begun` ready as soon as it is certain that a first chunk will be read, or that none will
-// be.
+// `begun` becomes ready before the first read, or at once if nothing will be read.
 void forwardOutput(std::weak_ptr<ProcessInfo> process, std::promise<void> begun);
 
 } // namespace ProcessHandling

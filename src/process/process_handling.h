@@ -21,18 +21,18 @@ struct TerminationPipe;
 //
 // The record closes nothing. closeProcess closes the handles of winProcInfo and releases the two
 // threads and the termination pipe. ghJob, the ends of the anonymous pipes and the handle of a
-// termination pipe whose client was asked nothing stay open until the launcher's process ends. The
-// closing of ghJob then kills a process that is left behind.
+// termination pipe that had a client and sent nothing stay open until the launcher's process ends.
+// The closing of ghJob then kills a process that is left behind.
 struct ProcessInfo {
     // 0 after a start, 1 or -1 after a failed one; after waitForProcess the exit code.
     std::int32_t result = 0;
-    std::uint32_t processId = 0;
+    std::uint32_t processId = 0; // stored only
     std::string command;
     std::string arguments; // joined, each with a space in front
     bool hideWindow = true;
     bool redirectOutput = false;
     bool newConsole = false;
-    std::string name;
+    std::string name;                     // stored only
     std::atomic<bool> launchDone = false; // the creation was tried, with or without success
     std::atomic<bool> launchFailed = false;
     std::atomic<bool> finished = false; // the forwarding is to end
@@ -57,15 +57,13 @@ std::string joinArguments(const std::vector<std::string> &arguments);
 // Starts the command and returns its record, never null. On success `result` is 0 and the process
 // is running. On failure the reason was printed on the standard output. The command line is the
 // command, two spaces, and the arguments separated by one space; nothing is quoted.
-// - userId: above 0, the process starts in the session of the user at the console, as soon as there
-// is
-//   one.
-// - useLinkedToken: only with such a userId. The process gets the user's linked token if there is
-// one.
-// - redirectOutput: what the process writes is copied to the launcher's standard output.
-// - newConsole: the process gets a console of its own. hideWindow: that console isn't shown.
-// - name: stored only.
-// - useJob: the process ends with the launcher. Without it, it leaves any job of the launcher.
+//
+// userId: above 0, waits for a user at the console and starts the process in that user's session.
+// redirectOutput: what the process writes is copied to the launcher's standard output.
+// newConsole: the process gets a console of its own. hideWindow: no console of it is shown.
+// name: stored only.
+// useLinkedToken: with such a userId, uses the user's linked token if there is one.
+// useJob: the process ends with the launcher. Without it, it leaves any job of the launcher.
 std::shared_ptr<ProcessInfo> startProcess(const std::string &command,
                                           const std::vector<std::string> &arguments,
                                           std::int32_t userId, bool redirectOutput, bool newConsole,

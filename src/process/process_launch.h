@@ -5,9 +5,10 @@
 namespace ProcessHandling {
 
 // Creates the process of a prepared record suspended, directly or in the console user's session,
-// with its two threads beside it, resumes it once its termination pipe exists, and puts it into
-// its job. Returns the record's `result`: 0, 1 for a failed creation or job assignment, -1 if the
-// user's environment could not be made. Failures are printed on the standard output.
+// with its two threads beside it. Resumes it once its termination pipe was made or couldn't be, and
+// puts it into its job. Returns the record's `result`: 0, 1 for a failed creation or job
+// assignment, -1 if the user's environment could not be made. Failures are printed on the standard
+// output.
 std::int32_t launchProcess(std::shared_ptr<ProcessInfo> info, bool inUserSession,
                            bool useLinkedToken, bool useJob);
 
