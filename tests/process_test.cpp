@@ -50,6 +50,8 @@ TEST_F(Process, UsualLaunchMakesNoPauseAndHasThePipeBeforeTheResume) {
 // The opening that ends the wait for a client comes before the request to stop. The thread that it
 // wakes doesn't look for the request at once, as it would have to pause then.
 TEST_F(Process, RequestToStopMayFollowTheOpeningOfThePipe) {
+    if (onWindows)
+        GTEST_SKIP() << "a pause there takes a tick of the timer, longer than the thread waits";
     int paused = 0;
     for (std::uint32_t pipeNumber = 1; pipeNumber <= 10; ++pipeNumber) {
         TerminationPipe pipe(::GetCurrentProcessId() * 100 + pipeNumber, "");
