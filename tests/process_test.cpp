@@ -134,7 +134,8 @@ TEST_F(Process, StartupToolRunsAheadOfMainToolsWithUser) {
     writeFile(tools / "7.1" / "zqLauncher" / "zqLauncher.todo", reportTo("prelude"));
     struct Case {
         std::vector<std::string> options;
-        std::string started; // the first argument of what reports
+        std::string started{}; // the first argument of what reports
+        std::string fault{};   // the stand-in's
     };
     const std::string prelude = "[" + root + "\\tools\\current\\zqPrelude\\zqPrelude.exe]";
     const std::string launcher =
@@ -144,13 +145,15 @@ TEST_F(Process, StartupToolRunsAheadOfMainToolsWithUser) {
           Case{{"-t", "zqHostPrep", "-u", "0"}, prelude},
           Case{{"-t", "zqStage", "-u", "0", "-p", "7.1"}, launcher},
           Case{{"-s", "-k", windowsPath(probeProgram()), "-t", "zqStage", "-u", "0"}, prelude},
-          Case{{"-t", "zqStage", "-u", "5", "-n"}, ""}, Case{{"-t", "zqStage", "-u", "-1"}, ""},
-          Case{{"-t", "zqStage"}, ""}, Case{{"-t", "zqOther", "-u", "0"}, ""}}) {
+          Case{{"-t", "zqStage", "-u", "5"}, onWindows ? prelude : "", "CreateJobObjectW:5"},
+          Case{{"-t", "zqStage", "-u", "5", "-n"}}, Case{{"-t", "zqStage", "-u", "-1"}},
+          Case{{"-t", "zqStage"}}, Case{{"-t", "zqOther", "-u", "0"}}}) {
         SCOPED_TRACE(testing::PrintToString(each.options));
         std::filesystem::remove(folder / "prelude");
         std::filesystem::remove(folder / "calls");
         const std::string log = (folder / "calls").string();
-        LauncherStart launch = start(each.options, {{"ZQHOST_CALL_LOG", log}});
+        LauncherStart launch =
+            start(each.options, {{"ZQHOST_CALL_LOG", log}, {"ZQHOST_FAIL", each.fault}});
         launch.arguments.insert(launch.arguments.end(), {"-a", "sleep=2000 exit=6"});
         launch.input = "exit 6\n";
         EXPECT_EQ(LauncherRun(folder, launch).wait(), 6u);

@@ -89,17 +89,6 @@ TEST_F(ServiceOnLinux, StopDuringTheStartChangesNothing) {
     EXPECT_EQ(manager.reports(), starting + running + stopped(7));
 }
 
-TEST_F(ServiceOnLinux, ToolRunsOnAfterAFailedStartupTool) {
-    const std::string noInterpreter = (folder / "empty").string();
-    ServiceManager manager(folder, start({"-u", "5", "-t", "zqStage", "-a", "exit=7"},
-                                         {{"ZQHOST_DEBUG_LOG", (folder / "debug").string()},
-                                          {"ZQHOST_DRIVE_C", noInterpreter}}));
-    EXPECT_EQ(manager.wait(), 7u);
-    // The launch is looked at once a millisecond, so the tool's may have hidden the failed one.
-    const bool isSeen = readFile(folder / "debug").find("ServiceMain: Exit\n") != std::string::npos;
-    EXPECT_EQ(manager.reports(), starting + (isSeen ? "" : running) + stopped(7));
-}
-
 // The service notices the end of its run up to 1.5 s later. A manager that goes right then finds
 // its threads at work with what the process's entry holds.
 TEST_F(ServiceOnLinux, ManagerThatGoesAsTheServiceEndsFindsItsThreadsUnharmed) {

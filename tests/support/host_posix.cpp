@@ -4,7 +4,6 @@
 #include <cstdlib>
 #include <fcntl.h>
 #include <set>
-#include <spawn.h>
 #include <stdexcept>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -18,21 +17,18 @@ HostProcess::HostProcess(const std::filesystem::path &program,
         pointers.push_back(const_cast<char *>(argument.c_str()));
     pointers.push_back(nullptr);
 
-    posix_spawn_file_actions_t actions;
-    ::posix_spawn_file_actions_init(&actions);
     const std::string files[] = {streams + ".in", streams + ".out", streams + ".err"};
-    for (int stream = 0; stream < 3; ++stream) {
-        const int access = stream == 0 ? O_RDONLY : O_WRONLY | O_APPEND;
-        ::posix_spawn_file_actions_addopen(&actions, stream, files[stream].c_str(),
-                                           access | O_CREAT, 0600);
-    }
-    pid_t pid = 0;
-    const int error =
-        ::posix_spawn(&pid, program.c_str(), &actions, nullptr, pointers.data(), environ);
-    ::posix_spawn_file_actions_destroy(&actions);
-    if (error != 0)
+
+    process = ::fork();
+    if (process == -1)
         throw std::runtime_error("can't start " + program.string());
-    process = pid;
+    if (process != 0)
+        return;
+    for (int stream = 0; stream < 3; ++stream)
+        ::dup2(::open(files[stream].c_str(), O_RDWR | O_APPEND | O_CREAT | O_CLOEXEC, 0600),
+               stream);
+    ::execv(program.c_str(), pointers.data());
+    std::_Exit(127);
 }
 
 HostProcess::~HostProcess() = default;
