@@ -165,13 +165,13 @@ protected:
         return runs;
     }
 
-    std::filesystem::path launcher = addTool("7.2", "zqLauncher", launcherProgram());
+    std::filesystem::path launcher = addTool("7.2", "zqLauncher", launcherProgram);
 };
 
 TEST_P(Faults, EachCallOfARunFailsOnceOrComesLate) {
     addTool("7.2", "zqStageWatch");
     writeFile(tools / "7.2" / "zqText" / "zqText.exe", "no program\n");
-    placeProgram(probeProgram(), framework / "bin" / "dbus-daemon.exe");
+    placeProgram(probeProgram, framework / "bin" / "dbus-daemon.exe");
     writeFile(framework / "bin" / "dbus-daemon.todo", tool);
 
     FaultRun unharmed = run("", "");

@@ -80,13 +80,10 @@ TEST_F(LaunchTest, FrameworkVersionComesFromOptionThenQtInfoThenCurrent) {
         LauncherRun run(folder,
                         start({"-t", "zqStage", "-f", each.option, "-a", reportTo(report)}));
         EXPECT_EQ(run.wait(), each.expected.empty() ? 1u : 0u);
-        if (each.expected.empty()) {
+        if (each.expected.empty())
             EXPECT_THAT(run.errors(), StartsWith("ERROR: Framework library path " + root));
-            continue;
-        }
-        const Report tool = readReport(report);
-        EXPECT_EQ(tool.at("ZQ_FW_VERSION"), each.expected);
-        EXPECT_EQ(tool.at("QT_PLUGIN_PATH"), root + "\\frameworks\\5.15.2\\plugins");
+        else
+            EXPECT_EQ(readReport(report)["ZQ_FW_VERSION"], each.expected);
     }
 }
 
@@ -96,7 +93,7 @@ TEST_F(LaunchTest, RootIsFourLevelsAboveTheExecutableOrTheDefault) {
         {tools / "7.1" / "zqLauncher" / "zqLauncher.exe", root},
         {folder / "zqLauncher.exe", "XC:\\ZQClient"}};
     for (const auto &[program, expected] : programs) {
-        placeProgram(launcherProgram(), launch.program = program);
+        placeProgram(launcherProgram, launch.program = program);
         LauncherRun run(folder, launch);
         EXPECT_EQ(run.wait(), 1u);
         EXPECT_EQ(run.output(), "ERROR: directory " + expected +
@@ -105,7 +102,7 @@ TEST_F(LaunchTest, RootIsFourLevelsAboveTheExecutableOrTheDefault) {
 }
 
 TEST_F(LaunchTest, DaemonGetsItsConfigurationAndNoToolVariables) {
-    placeProgram(probeProgram(), framework / "bin" / "dbus-daemon.exe");
+    placeProgram(probeProgram, framework / "bin" / "dbus-daemon.exe");
     writeFile(framework / "bin" / "dbus-daemon.todo", reportTo("daemon") + " exit=8");
     LauncherRun run(folder, start({"--ipc", "-f", "9.9", "-u", "5", "-s", "-t", "zqNone", "-d"},
                                   {{"DBUS_SESSION_BUS_ADDRESS", "as it was"}, {"PATH", "A"}}));
@@ -149,7 +146,7 @@ TEST_F(LaunchTest, ShellRunsInTheToolsEnvironment) {
     for (const char *tool : {"zqStage", "zqLauncher"})
         writeFile(tools / "7.1" / tool / ".qtinfo", "none");
     LauncherStart launch = start({"-s", "-p", "7.1", "-t", "zqStage", "-b", "X:\\none", "-k",
-                                  windowsPath(probeProgram()) + " " + reportTo("tool")});
+                                  windowsPath(probeProgram) + " " + reportTo("tool")});
     launch.input = "exit 5\n";
     LauncherRun run(folder, launch);
     EXPECT_EQ(run.wait(), 5u);
@@ -220,9 +217,6 @@ TEST_F(LaunchTest, ListingFollowsCurrentAndListsPlainDirectoriesAlone) {
         std::string commands, output, errors;
     };
     std::vector<Case> cases{
-        {"mkdir 5.0; ln -s 5.0 1; ln -s 1 current", "Current version: 5.0\n* 5.0\n", ""},
-        {"mkdir .5; ln -s .5 current", "Current version: .5\n", outside},
-        {"ln -s / current", "Current version: Z:\n", outside},
         {"mkdir -p " + far + "; ln -s " + far + " current", // too long a path
          "Warning: 'current' does not exist. Tool will not run without specifying a version. This "
          "is not supported!\n* " +

@@ -56,20 +56,13 @@ TEST_F(Process, RequestToStopMayFollowTheOpeningOfThePipe) {
     for (std::uint32_t pipeNumber = 1; pipeNumber <= 10; ++pipeNumber) {
         TerminationPipe pipe(::GetCurrentProcessId() * 100 + pipeNumber, "");
         std::thread server(servePipe, std::ref(pipe));
-        // Refused until the pipe is there.
         const std::basic_string<WCHAR> name = widen(pipe.pipeName);
-        HANDLE client = INVALID_HANDLE_VALUE;
-        EXPECT_TRUE(waitUntil([&] {
-            client =
-                ::CreateFileW(name.c_str(), GENERIC_READ, 0, nullptr, OPEN_EXISTING, 0, nullptr);
-            return client != INVALID_HANDLE_VALUE;
-        }));
+        EXPECT_TRUE(waitUntil([&] { return ::DeleteFileW(name.c_str()) != FALSE; }));
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
         pipe.stopRequested = true;
         const auto begin = std::chrono::steady_clock::now();
         server.join();
         paused += std::chrono::steady_clock::now() - begin > std::chrono::milliseconds(500) ? 1 : 0;
-        ::CloseHandle(client);
     }
     EXPECT_LE(paused, 5);
 }
@@ -126,7 +119,7 @@ TEST(StartupCommand, AppendsOptionsUnderTheirConditions) {
 
 // In 7.2 a second launcher starts zqPrelude, which reports. In 7.1 a probe stands for the launcher.
 TEST_F(Process, StartupToolRunsAheadOfMainToolsWithUser) {
-    addTool("7.2", "zqLauncher", launcherProgram());
+    addTool("7.2", "zqLauncher", launcherProgram);
     addTool("7.1", "zqLauncher");
     for (const char *tool : {"zqPrelude", "zqOther", "zqHostPrep"})
         addTool("7.2", tool);
@@ -144,7 +137,7 @@ TEST_F(Process, StartupToolRunsAheadOfMainToolsWithUser) {
          {Case{{"-t", "zqStage", "-u", "5"}, prelude}, Case{{"-t", "zqStage", "-u", "0"}, prelude},
           Case{{"-t", "zqHostPrep", "-u", "0"}, prelude},
           Case{{"-t", "zqStage", "-u", "0", "-p", "7.1"}, launcher},
-          Case{{"-s", "-k", windowsPath(probeProgram()), "-t", "zqStage", "-u", "0"}, prelude},
+          Case{{"-s", "-k", windowsPath(probeProgram), "-t", "zqStage", "-u", "0"}, prelude},
           Case{{"-t", "zqStage", "-u", "5"}, onWindows ? prelude : "", "CreateJobObjectW:5"},
           Case{{"-t", "zqStage", "-u", "5", "-n"}}, Case{{"-t", "zqStage", "-u", "-1"}},
           Case{{"-t", "zqStage"}}, Case{{"-t", "zqOther", "-u", "0"}}}) {

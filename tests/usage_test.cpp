@@ -43,15 +43,12 @@ std::vector<Lines> blocks(const std::string &beginning) {
 
 // Versions come in the platform's order.
 std::string withSortedVersions(Lines lines) {
-    const auto isVersion = [](const std::string &line) { return line.starts_with("* "); };
-    for (auto at = lines.begin(); at != lines.end();) {
-        const auto end = std::find_if_not(at, lines.end(), isVersion);
-        std::sort(at, end);
-        at = std::find_if(end, lines.end(), isVersion);
-    }
+    const auto isOther = [](const std::string &line) { return !line.starts_with("* "); };
     std::string text;
-    for (const std::string &line : lines)
-        text += line + "\n";
+    for (auto at = lines.begin(); at != lines.end(); ++at) {
+        std::sort(at, std::find_if(at, lines.end(), isOther));
+        text += *at + "\n";
+    }
     return text;
 }
 
@@ -122,7 +119,8 @@ TEST(Usage, ExamplesDoWhatTheySay) {
         if (errors.empty() && std::count(output.begin(), output.end(), "...") > 0)
             errors = {"..."}; // of either stream
         LauncherRun run(folder, start);
-        EXPECT_EQ(run.wait(), visibleExitCode(static_cast<std::uint32_t>(std::stoul(status))));
+        const auto exitCode = static_cast<std::uint32_t>(std::stoul(status));
+        EXPECT_EQ(run.wait(), onWindows ? exitCode : exitCode & 0xFF);
         expectText(run.output(), output);
         expectText(run.errors(), errors);
     }

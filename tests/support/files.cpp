@@ -53,10 +53,7 @@ void writeFile(const fs::path &path, const std::string &text) {
 
 void placeProgram(const fs::path &program, const fs::path &path) {
     fs::create_directories(path.parent_path());
-    std::error_code error;
-    fs::create_hard_link(program, path, error);
-    if (error)
-        fs::copy_file(program, path);
+    fs::copy_file(program, path);
 }
 
 void makeLink(const fs::path &link, const std::string &target) {

@@ -29,7 +29,7 @@ private:
 std::string readFile(const std::filesystem::path &path);
 // The file appears all at once, and the directories above it if they are missing.
 void writeFile(const std::filesystem::path &path, const std::string &text);
-// A hard link, or a copy where that can't be. Makes the directories above.
+// Makes the directories above it.
 void placeProgram(const std::filesystem::path &program, const std::filesystem::path &path);
 // The target as the link is to hold it; a relative one is seen from the link's directory.
 void makeLink(const std::filesystem::path &link, const std::string &target);

@@ -58,9 +58,4 @@ std::string ownCommandLine(); // as its creator gave it
 std::size_t ownPipes();       // the ends of anonymous pipes that this process has
 char **ownEnvironment();      // "name=value" each, in UTF-8 on both targets
 
-// What is left of a tool's exit code in the launcher's exit status.
-inline std::uint32_t visibleExitCode(std::uint32_t code) {
-    return onWindows ? code : code & 0xFF;
-}
-
 } // namespace testing_support

@@ -20,14 +20,6 @@ std::string withPlainLineEnds(std::string text) {
 
 } // namespace
 
-fs::path launcherProgram() {
-    return hostPath(LAUNCHER_PROGRAM);
-}
-
-fs::path probeProgram() {
-    return hostPath(PROBE_PROGRAM);
-}
-
 LauncherRun::LauncherRun(const TemporaryFolder &folder, const LauncherStart &start) {
     static int count = 0;
     streams = (folder / ("run" + std::to_string(++count))).string();

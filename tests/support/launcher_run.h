@@ -13,15 +13,15 @@
 
 namespace testing_support {
 
-std::filesystem::path launcherProgram();
-std::filesystem::path probeProgram();
+inline const std::filesystem::path launcherProgram = hostPath(LAUNCHER_PROGRAM),
+                                   probeProgram = hostPath(PROBE_PROGRAM);
 
 struct LauncherStart {
     std::vector<std::string> arguments{};
     std::map<std::string, std::string> environment{}; // changes; an empty value removes
     std::string input{};
     std::filesystem::path workingDirectory{}; // empty: the test's
-    std::filesystem::path program = launcherProgram();
+    std::filesystem::path program = launcherProgram;
 };
 
 // A launcher (or another program) at work. None of the launcher's own variables reach it but those
@@ -58,7 +58,7 @@ protected:
 
     // Makes the probe, or another program, a tool. Returns its path.
     std::filesystem::path addTool(const std::string &version, const std::string &tool,
-                                  const std::filesystem::path &program = probeProgram()) const;
+                                  const std::filesystem::path &program = probeProgram) const;
 
     // A start of the launcher on the tree.
     LauncherStart start(const std::vector<std::string> &options,
