@@ -19,8 +19,9 @@ TEST_F(LaunchTest, ToolGetsArgumentsEnvironmentAndDirectory) {
     // Entries beyond ASCII, one of them beyond what any code page of the system's holds.
     const std::string path = "A;C:\\Users\\\u0141ukasz\\bin;\U0001F600;B";
     const std::string pieces = " \"x z\"y a\\\\b " + reportTo("tool") + " exit=7";
-    LauncherStart launch = start({"-t", "zqStage", "-a", " " + pieces + " ", "-o"},
-                                 {{"PATH", path}, {"QTDIR", "stale"}, {"OTHER", path}});
+    LauncherStart launch =
+        start({"-t", "zqStage", "-a", " " + pieces + " ", "-o"},
+              {{"PATH", path}, {"QTDIR", "stale"}, {"QML2_IMPORT_PATH", "stale"}, {"OTHER", path}});
     launch.workingDirectory = folder.path();
     LauncherRun run(folder, launch);
     EXPECT_EQ(run.wait(), 7u);
@@ -133,7 +134,7 @@ TEST_F(LaunchTest, ForwardsOutputByteForByteWhileTheToolRuns) {
         writeFile(file, bytes);
         std::string orders = "type=" + file;
         orders.append(" await=" + file + "go printerr=last");
-        LauncherRun run(folder, start({"-o", "-t", "zqStage", "-a", orders}));
+        LauncherRun run(folder, start({"-d", "-t", "zqStage", "-a", orders}));
         EXPECT_TRUE(waitUntil([&] { return run.rawOutput() == forwarded; }));
         writeFile(file + "go", "");
         EXPECT_EQ(run.wait(), 0u);

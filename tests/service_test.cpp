@@ -37,6 +37,7 @@ TEST_F(Service, StopAsksTheToolAndTakesBoundedTime) {
         ASSERT_TRUE(manager.awaitReport(running));
         std::this_thread::sleep_for(2000ms); // past the launch's first look at its queue
         manager.control(SERVICE_CONTROL_INTERROGATE);
+        std::this_thread::sleep_for(100ms);
         EXPECT_EQ(manager.reports(), starting + running);
 
         const auto begin = std::chrono::steady_clock::now();
