@@ -8,6 +8,7 @@
 
 #include <atomic>
 #include <cerrno>
+#include <cstdlib>
 #include <thread>
 
 static_assert(sizeof(SERVICE_STATUS) == 28, "the record as the manager reads it");
@@ -76,9 +77,7 @@ SERVICE_STATUS_HANDLE RegisterServiceCtrlHandlerW(LPCWSTR, LPHANDLER_FUNCTION ha
 BOOL SetServiceStatus(SERVICE_STATUS_HANDLE, SERVICE_STATUS *status) {
     if (stand_in::fails("SetServiceStatus"))
         return FALSE;
-    // Copied before the flag is set, as the handler may change the record once it sees the flag.
-    const SERVICE_STATUS report = *status;
-    service().stopReported = report.dwCurrentState == SERVICE_STOPPED;
-    const ssize_t sent = ::send(service().manager.get(), &report, sizeof report, MSG_NOSIGNAL);
+    service().stopReported = status->dwCurrentState == SERVICE_STOPPED;
+    const ssize_t sent = ::send(service().manager.get(), status, sizeof *status, MSG_NOSIGNAL);
     return stand_in::resultOf(sent == -1 ? stand_in::lastErrorOf(errno) : ERROR_SUCCESS);
 }

@@ -8,7 +8,9 @@ namespace {
 class Service : public LaunchTest {};
 
 TEST_F(Service, ReportsFromTheStartToTheRunsEnd) {
-    writeFile(tools / "7.2" / "zqText" / "zqText.exe", "no program\n");
+    const std::filesystem::path text = tools / "7.2" / "zqText";
+    for (const char *name : {"zqText.exe", "zqStage.exe"})
+        writeFile(text / name, "no program\n");
     struct Case {
         std::vector<std::string> options;
         std::string reports;
@@ -18,10 +20,16 @@ TEST_F(Service, ReportsFromTheStartToTheRunsEnd) {
                             {{"-c"}, starting + stopped(0), 0},
                             {{"-t", "zqNone"}, starting + stopped(1), 1},
                             {{"-t", "zqText"}, starting + stopped(1), 1}};
-    if (!onWindows) // Wine's manager doesn't notice that the process goes, and waits for it
-        cases.push_back({{"-u", "abc"}, starting, 1});
+    if (!onWindows) // Wine's manager waits for a process that goes, and no call comes late there
+        cases.insert(cases.end(),
+                     {{{"-u", "abc"}, starting, 1},
+                      // It runs with its start-up tool, before the tool can't be started.
+                      {{"-u", "0", "-t", "zqStage", "-b", windowsPath(text)},
+                       starting + running + stopped(1),
+                       1}});
     for (const Case &each : cases) {
-        ServiceManager manager(folder, start(each.options));
+        ServiceManager manager(folder,
+                               start(each.options, {{"ZQHOST_FAIL", "CreateProcessW:late"}}));
         EXPECT_EQ(manager.wait(), each.exitCode);
         EXPECT_EQ(manager.reports(), each.reports);
     }

@@ -12,11 +12,18 @@ namespace ProcessHandling {
 
 namespace {
 
-constexpr DWORD waitPauseMs = 1000;
+constexpr DWORD waitPauseMs = 1000; // the service's poll must be slower: see stopPollPauseMs
 constexpr DWORD readyPollPauseMs = 1;
 
-// The record of the latest start, not owned.
+// The record of the latest start, or the first whose process was created. Not owned.
 std::atomic<ProcessInfo *> currentProcessInfo = nullptr;
+
+// The service polls for a created process, and would miss that of the start-up tool if the tool's
+// own record took its place a moment later.
+void makeCurrent(ProcessInfo &info) {
+    if (!isLaunchDone() || isLaunchFailed())
+        currentProcessInfo = &info;
+}
 
 // Keeps the record until the process ends, as the service's threads may ask for a launch's state at
 // any time. A launcher starts two processes at most: the start-up tool and the tool.
@@ -25,10 +32,10 @@ void keepForGood(std::shared_ptr<ProcessInfo> info) {
     records.push_back(std::move(info));
 }
 
-// The ends that the launcher keeps are not inherited.
+// The ends that the launcher keeps are not inherited. Without a pipe the process is started all the
+// same, and its output is lost.
 void makeStandardPipes(ProcessInfo &info) {
     info.pipeAttributes.nLength = sizeof(info.pipeAttributes);
-    info.pipeAttributes.lpSecurityDescriptor = nullptr;
     info.pipeAttributes.bInheritHandle = TRUE;
     ::CreatePipe(&info.hStdOutRead, &info.hStdOutWrite, &info.pipeAttributes, 0);
     ::SetHandleInformation(info.hStdOutRead, HANDLE_FLAG_INHERIT, 0);
@@ -90,7 +97,7 @@ std::shared_ptr<ProcessInfo> startProcess(const std::string &command,
     auto info = std::make_shared<ProcessInfo>();
     info->name = name;
     keepForGood(info);
-    currentProcessInfo = info.get();
+    makeCurrent(*info);
     if (redirectOutput)
         makeStandardPipes(*info);
     if (!makeJob(*info)) {

@@ -10,7 +10,8 @@
 #include <vector>
 
 // Process supervision: starting a process in a job of its own, waiting for it, and ending what
-// belongs to the launch. startProcess, waitForProcess and closeProcess are for one thread.
+// belongs to the launch. startProcess, waitForProcess and closeProcess are to be called on one
+// thread, whose message queue waitForProcess reads.
 
 namespace ProcessHandling {
 
@@ -28,7 +29,7 @@ struct ProcessInfo {
     std::int32_t result = 0;
     std::uint32_t processId = 0; // stored only
     std::string command;
-    std::string arguments; // joined, each with a space in front
+    std::string arguments; // joined, each after a space
     bool hideWindow = true;
     bool redirectOutput = false;
     bool newConsole = false;
@@ -51,7 +52,7 @@ struct ProcessInfo {
     std::thread *outputThread = nullptr;
 };
 
-// The arguments, each with a space in front and else unchanged.
+// The arguments, each after a space and otherwise unchanged.
 std::string joinArguments(const std::vector<std::string> &arguments);
 
 // Starts the command and returns its record, never null. On success `result` is 0 and the process
@@ -62,7 +63,7 @@ std::string joinArguments(const std::vector<std::string> &arguments);
 // redirectOutput: what the process writes is copied to the launcher's standard output.
 // newConsole: the process gets a console of its own. hideWindow: no console of it is shown.
 // name: stored only.
-// useLinkedToken: with such a userId, uses the user's linked token if there is one.
+// useLinkedToken: with a userId above 0, uses the user's linked token if there is one.
 // useJob: the process ends with the launcher. Without it, it leaves any job of the launcher.
 std::shared_ptr<ProcessInfo> startProcess(const std::string &command,
                                           const std::vector<std::string> &arguments,
@@ -71,8 +72,8 @@ std::shared_ptr<ProcessInfo> startProcess(const std::string &command,
                                           bool useLinkedToken, bool useJob);
 
 // Waits without limit for the end of a process whose `result` is 0, stores its exit code in
-// `result` and closes the record. On a WM_CLOSE in the calling thread's message queue, asks the
-// process to end; drops every other message. Always returns true.
+// `result` and closes the record. Takes one message per second from the calling thread's queue: on
+// WM_CLOSE, asks the process to end; drops every other. Always returns true.
 bool waitForProcess(std::shared_ptr<ProcessInfo> info);
 
 // The exit status of a launcher whose process this is: 1 after a failed start, otherwise waits for
@@ -84,8 +85,10 @@ std::int32_t exitStatusOf(std::shared_ptr<ProcessInfo> info);
 // output.
 void closeProcess(std::shared_ptr<ProcessInfo> info);
 
-// The progress of the latest startProcess; false before the first one. Safe on any thread. Once
-// isLaunchDone is true, isLaunchFailed is the outcome, unless another start has begun.
+// The progress of the latest startProcess, or of the first that has created its process; false
+// before the first one, and as long as there was no attempt to create one. Safe on any thread. Once
+// isLaunchDone is true, isLaunchFailed is the outcome, unless that is true and another start
+// begins.
 bool isLaunchDone();
 bool isLaunchFailed();
 

@@ -11,6 +11,8 @@ namespace {
 constexpr char serviceName[] = "Larkstone Launcher (Service Mode)";
 
 constexpr DWORD pollPauseMs = 1;
+// Longer than waitForProcess takes from a launch to its first look at its message queue: a request
+// to stop is lost if it comes before, as the queue is made by that look.
 constexpr DWORD stopPollPauseMs = 1500;
 constexpr DWORD stopGraceMs = 5000;
 
@@ -44,10 +46,10 @@ void makeReport(const Report &report, const std::string &routine) {
     g_ServiceStatus.dwControlsAccepted = report.controlsAccepted;
     g_ServiceStatus.dwWin32ExitCode = g_ServiceContext->exitCode;
     g_ServiceStatus.dwCheckPoint = report.checkPoint;
-    // Before the call, as a stop may come before it returns. None comes before it has read the
-    // record.
+    // A copy, as a stop may come, and its handler change the record, before the call returns.
+    SERVICE_STATUS status = g_ServiceStatus;
     g_StatusIsFree = report.state == SERVICE_RUNNING;
-    if (::SetServiceStatus(g_ServiceStatusHandle, &g_ServiceStatus) == 0)
+    if (::SetServiceStatus(g_ServiceStatusHandle, &status) == 0)
         debugMessage(routine, "SetServiceStatus returned error");
 }
 
@@ -126,7 +128,7 @@ void serveUntilStopped(HANDLE worker, DWORD workerId) {
     watchForStop();
     ::PostThreadMessageW(workerId, WM_CLOSE, 0, 0);
     ::WaitForSingleObject(worker, stopGraceMs);
-    takeStatusForGood(); // the handler may raise the event until then
+    takeStatusForGood(); // so that the handler doesn't raise a closed event
     ::CloseHandle(g_ServiceStopEvent);
     makeReport(stopped);
     debugMessage("ServiceMain", "Done");

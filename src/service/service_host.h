@@ -4,8 +4,8 @@
 #include <cstdint>
 #include <string>
 
-// The launcher as a service. A run of the launcher is the same as on a console; this surrounds it.
-// Failures are reported on the debug channel only.
+// A run of the launcher as a service: the same run as on a console, with the service's reports and
+// its stop around it. Failures are reported on the debug channel only.
 
 // What the threads of the service share. It must outlive all of them.
 struct ServiceContext {
