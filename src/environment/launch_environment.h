@@ -10,6 +10,7 @@ void setVersionVariables(const std::string &toolVersion, const std::string &fram
 
 // The paths of one framework version.
 struct FrameworkPaths {
+    std::string directory;
     std::string library;
     std::string plugins;
     std::string qml;
@@ -18,8 +19,7 @@ FrameworkPaths frameworkPaths(const std::string &frameworkVersion);
 
 // Sets the D-Bus address and the Qt variables, and prepends the framework's libraries and then the
 // tool's directory to PATH.
-void setToolVariables(const std::string &toolDirectory, const std::string &frameworkVersion,
-                      const FrameworkPaths &paths);
+void setToolVariables(const std::string &toolDirectory, const FrameworkPaths &paths);
 
 // Appends the launcher's directory and the shared programs' directory to PATH.
 void appendSharedDirectories();

@@ -8,7 +8,7 @@
 // second launcher.
 
 struct StartupCommand {
-    std::vector<std::string> arguments; // one element each, with any quotes that they need
+    std::vector<std::string> arguments; // one element each, quoted where one may hold a space
     std::string executablePath;         // the launcher to run
 };
 
@@ -19,7 +19,7 @@ StartupCommand buildStartupCommand(const std::string &toolName, const std::strin
                                    const std::string &toolPath);
 
 // Starts the start-up tool in the session of the user at the console, if the tool being launched is
-// one of the main tools, --user was given and --nostartup was not. Waits for a user, but not for
-// the start-up tool. A failure prints the lines of startProcess and changes nothing else.
+// one of the main tools, userId isn't -1 and noStartup isn't set. Waits for a user, but not for the
+// start-up tool. A failure prints the lines of startProcess and changes nothing else.
 void runStartupTool(const std::string &toolName, const std::string &version, bool noStartup,
                     std::int32_t userId);

@@ -4,14 +4,17 @@
 #include "frontend/application_frame.h"
 #include "frontend/launch_options.h"
 #include "frontend/tool_launch.h"
+#include "install/component_listing.h"
 #include "install/install_root.h"
 #include "primitives/environment_variables.h"
 
+#include <tclap/CmdLine.h>
 #include <tclap/SwitchArg.h>
 #include <tclap/ValueArg.h>
 
 #include <iostream>
 #include <optional>
+#include <utility>
 
 namespace {
 
@@ -80,7 +83,7 @@ std::int32_t runMode(LaunchOptions options) {
         setEnvironmentVariable("ZQ_LOG_ENABLE_STDOUT", "1");
     }
     if (options.ipcMode)
-        return startIpcDaemon(options.outputRedirect);
+        return startIpcDaemon(/*ownConsole=*/options.outputRedirect);
     if (!options.shellMode && options.toolName.empty()) {
         std::cout << "ERROR: No toolname specified (and shell mode is disabled), bailing."
                   << std::endl;
@@ -94,18 +97,17 @@ std::int32_t runMode(LaunchOptions options) {
 std::int32_t runLauncher(const std::string &name, const std::string &version, std::int32_t argc,
                          const char *const *argv) {
     ApplicationFrame frame(name, version, argc, argv);
-    std::optional<CommandLineOptions>
-        given; // registered with the frame's parser, so it lives as long
     LaunchOptions options;
     try {
-        given.emplace(frame.cmdLine);
+        CommandLineOptions given(frame.cmdLine);
         if (frame.parseCommandLine() == ParseVersionPrinted)
             return 0;
-        establishInstallRoot(given->installRoot.isSet()
-                                 ? std::optional(given->installRoot.getValue())
-                                 : std::nullopt);
-        options = copyValues(*given);
+        establishInstallRoot(given.installRoot.isSet() ? std::optional(given.installRoot.getValue())
+                                                       : std::nullopt);
+        options = copyValues(given);
     } catch (const TCLAP::ArgException &exception) {
+        // The options can't be set up. A wrong command line never gets here: the parser reports it
+        // and ends the process.
         std::cerr << "error: " << exception.error() << " for arg " << exception.argId()
                   << std::endl;
         return 1;

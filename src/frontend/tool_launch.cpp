@@ -42,7 +42,7 @@ bool testTool(const ToolLocation &toolLocation) {
                   << std::endl;
         return false;
     }
-    if (!isExecutableName(toolLocation.executable)) {
+    if (!isExecutableName(toolLocation.executable)) { // it is, as long as ".exe" is appended
         std::cerr << "ERROR: " << toolLocation.executable << " is not executable, bailing."
                   << std::endl;
         return false;
@@ -64,8 +64,8 @@ bool testFramework(const FrameworkPaths &paths) {
     return true;
 }
 
-// Settles the framework version and sets what the tool or shell in the directory gets, up to the
-// end of PATH. Returns false if the framework isn't there.
+// Chooses the framework version and sets the variables of a tool or shell, its directory in PATH.
+// The end of PATH is added by startAndWait. Returns false if the framework isn't there.
 bool prepareEnvironment(LaunchOptions &options, const std::string &directory) {
     options.frameworkVersion = cleanVersionText(options.frameworkVersion);
     if (options.frameworkVersion.empty())
@@ -74,12 +74,14 @@ bool prepareEnvironment(LaunchOptions &options, const std::string &directory) {
     const FrameworkPaths paths = frameworkPaths(options.frameworkVersion);
     if (!testFramework(paths))
         return false;
-    setToolVariables(directory, options.frameworkVersion, paths);
+    setToolVariables(directory, paths);
     return true;
 }
 
-std::int32_t run(const LaunchOptions &options, const std::string &executable,
-                 const std::vector<std::string> &arguments) {
+// The tool's name counts for a shell too: main tools have the start-up tool run ahead, and
+// zqStageWatch is for users with full rights.
+std::int32_t startAndWait(const LaunchOptions &options, const std::string &executable,
+                          const std::vector<std::string> &arguments) {
     appendSharedDirectories();
     runStartupTool(options.toolName, options.toolVersion, options.noStartup, options.userId);
     return ProcessHandling::exitStatusOf(ProcessHandling::startProcess(
@@ -96,7 +98,7 @@ std::int32_t runTool(LaunchOptions &options) {
         options.frameworkVersion = readQtInfo(toolLocation.directory);
     if (!prepareEnvironment(options, toolLocation.directory))
         return 1;
-    return run(options, toolLocation.executable, splitArguments(options.toolArguments));
+    return startAndWait(options, toolLocation.executable, splitArguments(options.toolArguments));
 }
 
 // A shell needs no tool, so no .qtinfo is read. In place of a tool's directory, the launcher's own
@@ -109,7 +111,7 @@ std::int32_t runShell(LaunchOptions &options) {
     std::vector<std::string> arguments;
     if (!options.shellCommand.empty())
         arguments = {"/K", options.shellCommand};
-    return run(options, commandInterpreterPath(), arguments);
+    return startAndWait(options, commandInterpreterPath(), arguments);
 }
 
 } // namespace

@@ -2,6 +2,7 @@
 
 #include "frontend/launch_options.h"
 
+#include <cstdint>
 #include <string>
 #include <vector>
 

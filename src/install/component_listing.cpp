@@ -30,7 +30,7 @@ void listPackage(const std::string &addon, const std::string &package) {
     const std::string directory = addonsRoot() + "\\" + addon + "\\" + package;
     const std::vector<std::string> versions = listDirectories(directory);
     if (reportPointerOf(directory, versions.size()) == CurrentValid)
-        std::cout << std::endl;
+        std::cout << std::endl; // an empty line, after a valid pointer alone
     for (const std::string &version : versions)
         std::cout << "        * " << version << std::endl;
 }

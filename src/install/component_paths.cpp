@@ -23,8 +23,6 @@ std::string qtDirectory(const std::string &version) {
 std::string toolDirectory(const std::string &toolName, const std::string &version) {
     if (isSnapLayout())
         return snapRoot + "/current/bin";
-    if (version == currentName)
-        return currentToolDirectory() + "\\" + toolName;
     return toolsRoot() + "\\" + version + "\\" + toolName;
 }
 

@@ -6,7 +6,7 @@
 #include <iostream>
 
 CurrentPointerState readCurrentPointer(const std::string &path, std::string &versionOrPath) {
-    // No test for existence comes before this one: a missing entry counts as a link here and ends
+    // Nothing tests before whether there is an entry: a missing one counts as a link here, and ends
     // as CurrentMissing below, like a link whose target has gone.
     if (!hasReparseAttribute(path))
         return CurrentNotLink;

@@ -16,14 +16,14 @@ enum CurrentPointerState {
 // The name of the entry. Given as a version, it stands for the version that the entry selects.
 inline constexpr char currentName[] = "current";
 
-// Classifies the entry at the path. Sets versionOrPath, which is passed empty, to the last
-// component of the target if the state is CurrentValid and to the resolved path if it is
-// CurrentTargetNotDirectory.
+// Classifies the entry at the path. Sets versionOrPath to the last component of the target if the
+// state is CurrentValid, to the resolved path if it is CurrentTargetNotDirectory, and else leaves
+// it as it is.
 CurrentPointerState readCurrentPointer(const std::string &path, std::string &versionOrPath);
 
-// The texts are those that callers know, also where the state is another than they say.
 // Prints the state in one line on the standard output, and on the standard error a warning about a
-// valid pointer with no version listed beside it.
+// valid pointer with no version listed beside it. The texts are fixed, even where one is wrong: of
+// a target that is a file it says that it doesn't exist.
 void reportCurrentPointer(CurrentPointerState state, const std::string &versionOrPath,
                           std::size_t listedVersions);
 

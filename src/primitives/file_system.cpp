@@ -1,5 +1,6 @@
 #include "primitives/file_system.h"
 
+#include "platform/windows_api.h"
 #include "primitives/scope_guard.h"
 #include "primitives/wide_text.h"
 
@@ -31,10 +32,9 @@ bool fileExists(const std::string &path) {
 }
 
 std::string ownModulePath() {
-    char buffer[MAX_PATH] = {};
-    if (::GetModuleFileNameA(nullptr, buffer, MAX_PATH) == 0)
-        return "";
-    return std::string(buffer, std::find(buffer, buffer + MAX_PATH, '\0'));
+    char buffer[MAX_PATH] = {}; // the system ends a path that it cuts with a zero
+    ::GetModuleFileNameA(nullptr, buffer, MAX_PATH);
+    return buffer;
 }
 
 bool isExecutableName(const std::string &path) {
@@ -46,8 +46,8 @@ bool isExecutableName(const std::string &path) {
 }
 
 bool hasReparseAttribute(const std::string &path) {
-    // Not compared with INVALID_FILE_ATTRIBUTES: a missing path has all bits set and counts as a
-    // link, which is how a missing `current` differs from one that is no link.
+    // Not compared with INVALID_FILE_ATTRIBUTES, which has all bits set: callers rest on it that a
+    // missing path counts as a link.
     return (::GetFileAttributesW(widen(path).c_str()) & FILE_ATTRIBUTE_REPARSE_POINT) != 0;
 }
 

@@ -1,10 +1,12 @@
 #include "process/output_forwarding.h"
 
+#include "platform/windows_api.h"
 #include "process/process_handling.h"
 
 #include <algorithm>
 #include <array>
 #include <chrono>
+#include <thread>
 
 namespace ProcessHandling {
 
@@ -42,7 +44,7 @@ void writeToStandardOutput(const char *text, DWORD size) {
 void forwardOutput(std::weak_ptr<ProcessInfo> process, std::promise<void> begun) {
     const std::shared_ptr<ProcessInfo> info = process.lock();
     if (info == nullptr || !info->redirectOutput || info->finished)
-        return; // the end of the promise makes it ready
+        return; // the promise's end makes it ready, if only for wait()
     begun.set_value();
     do {
         std::this_thread::sleep_for(passPause);

@@ -1,14 +1,19 @@
 #include "process/process_launch.h"
 
+#include "platform/windows_api.h"
 #include "primitives/scope_guard.h"
 #include "primitives/wide_text.h"
 #include "process/output_forwarding.h"
+#include "process/process_handling.h"
 #include "process/termination_pipe.h"
 #include "process/user_session.h"
 
 #include <algorithm>
+#include <functional>
 #include <future>
 #include <iostream>
+#include <string>
+#include <thread>
 #include <utility>
 
 namespace ProcessHandling {
@@ -54,17 +59,18 @@ DWORD makeCreationFlags(const ProcessInfo &info, bool inUserSession, bool useJob
         flags |= CREATE_UNICODE_ENVIRONMENT; // as the user's environment block is
     if (!useJob)
         flags |= CREATE_BREAKAWAY_FROM_JOB; // out of a job that the launcher may be in
-    // In its own session SW_HIDE is enough, and the process may still show a console of its own.
+    // In the launcher's own session SW_HIDE is enough, and the process may still show a console.
     if (inUserSession && info.hideWindow)
         flags |= CREATE_NO_WINDOW;
     return flags;
 }
 
-Creation createInUserSession(ProcessInfo &info, UserSession &session, bool useLinkedToken,
-                             DWORD flags, std::basic_string<WCHAR> &commandLine,
-                             STARTUPINFOW startup) {
+Creation createInUserSession(ProcessInfo &info, bool useLinkedToken, DWORD flags,
+                             std::basic_string<WCHAR> &commandLine, STARTUPINFOW startup) {
     std::basic_string<WCHAR> desktop = widen("WinSta0\\Default");
     startup.lpDesktop = desktop.data();
+    UserSession session;
+    const ScopeGuard releaseSession([&session] { releaseUserSession(session); });
     waitForUserToken(session, useLinkedToken);
     if (!makeUserEnvironment(session)) {
         const DWORD error = ::GetLastError();
@@ -115,20 +121,21 @@ std::string systemText(DWORD code) {
     return text;
 }
 
-// The wide stream would refuse a whole line for one character beyond ASCII.
-std::wstring printable(const std::basic_string<WCHAR> &text) {
-    std::wstring result(text.begin(), text.end());
-    std::replace_if(
-        result.begin(), result.end(), [](wchar_t unit) { return unit > 0x7F; }, wchar_t('?'));
+// A question mark for each unit beyond ASCII: a wide stream would refuse the whole line.
+std::string printable(const std::basic_string<WCHAR> &text) {
+    std::string result(text.size(), '?');
+    std::transform(text.begin(), text.end(), result.begin(),
+                   [](WCHAR unit) { return unit <= 0x7F ? static_cast<char>(unit) : '?'; });
     return result;
 }
 
+// The line names one call for both ways of starting: so other programs know it.
 void reportFailedCreation(DWORD error, const std::basic_string<WCHAR> &commandLine) {
     std::cout << "CreateProcessAsUser Error " << error << std::endl;
     const std::string text = error != ERROR_SUCCESS ? systemText(error) : "";
     if (!text.empty()) {
         std::cout << "ERROR MESSAGE: " << text << std::endl;
-        std::wcout << "command: " << printable(commandLine) << std::endl;
+        std::cout << "command: " << printable(commandLine) << std::endl;
     }
 }
 
@@ -160,17 +167,14 @@ std::int32_t launchProcess(std::shared_ptr<ProcessInfo> info, bool inUserSession
     const STARTUPINFOW startup = makeStartupInfo(*info);
     std::basic_string<WCHAR> commandLine = composeCommandLine(*info);
     const DWORD flags = makeCreationFlags(*info, inUserSession, useJob);
-
-    UserSession session;
-    const ScopeGuard releaseSession([&session] { releaseUserSession(session); });
-    const Creation creation = inUserSession ? createInUserSession(*info, session, useLinkedToken,
-                                                                  flags, commandLine, startup)
-                                            : createDirectly(*info, flags, commandLine, startup);
+    const Creation creation =
+        inUserSession ? createInUserSession(*info, useLinkedToken, flags, commandLine, startup)
+                      : createDirectly(*info, flags, commandLine, startup);
 
     // In this order: who sees launchDone trusts launchFailed.
     info->launchFailed = creation.status != 0;
     info->launchDone = true;
-    startTerminationPipe(*info);
+    startTerminationPipe(*info); // after a failed creation too, for the process id 0
 
     if (creation.status != 0) {
         info->finished = true;
@@ -181,6 +185,7 @@ std::int32_t launchProcess(std::shared_ptr<ProcessInfo> info, bool inUserSession
         if (!resumeInJob(*info, useJob))
             return 1;
     }
+    // A process is no console, so this fails each time. Its line is part of what callers know.
     if (inUserSession && ::SetConsoleMode(info->hProcess, ENABLE_PROCESSED_OUTPUT) == 0)
         std::cout << "Cannot set ENABLE_PROCESSED_OUTPUT" << std::endl;
     return creation.status;

@@ -1,5 +1,6 @@
 #include "process/termination_pipe.h"
 
+#include "platform/windows_api.h"
 #include "primitives/wide_text.h"
 
 #include <chrono>
@@ -13,9 +14,9 @@ namespace {
 constexpr DWORD outBufferSize = 256;
 constexpr DWORD flagPollPauseMs = 1000;
 constexpr DWORD closingPauseMs = 1000;
-constexpr std::chrono::milliseconds briefWait(5);
-constexpr std::chrono::microseconds yieldTime(500);
-constexpr std::chrono::milliseconds briefPause(1);
+constexpr std::chrono::milliseconds longestWait(5);
+constexpr std::chrono::microseconds yieldsFor(500);
+constexpr std::chrono::milliseconds nap(1);
 constexpr char terminationWord[] = "zqEnd!";
 
 HANDLE createPipe(const std::string &name) {
@@ -28,9 +29,9 @@ bool waitForClient(HANDLE handle) {
     return ::ConnectNamedPipe(handle, nullptr) != 0 || ::GetLastError() == ERROR_PIPE_CONNECTED;
 }
 
-// Gives false if the thread is to end without sending.
+// Returns false if the thread is to end without sending.
 bool waitForTerminateRequest(const TerminationPipe &pipe) {
-    // The teardown's own opening of the pipe comes right before its request to stop.
+    // The client may be closeProcess, which sets stopRequested right after its opening.
     awaitBriefly(pipe.stopRequested);
     while (!pipe.stopRequested) {
         if (pipe.terminateRequested)
@@ -42,10 +43,9 @@ bool waitForTerminateRequest(const TerminationPipe &pipe) {
 
 void sendWord(HANDLE handle) {
     DWORD written = 0;
-    // "faile." is how the message is known, and stays.
     if (::WriteFile(handle, terminationWord, sizeof(terminationWord), &written, nullptr) == TRUE)
         ::DisconnectNamedPipe(handle);
-    else
+    else // "faile." is how the message is known, and stays
         ::OutputDebugStringW(widen("Write to pipe faile.").c_str());
     ::CloseHandle(handle);
 }
@@ -59,13 +59,12 @@ TerminationPipe::TerminationPipe(std::uint32_t ownerId, std::string ownerCommand
 void awaitBriefly(const std::atomic<bool> &flag) {
     using Clock = std::chrono::steady_clock;
     const auto begin = Clock::now();
-    for (auto waited = Clock::duration::zero(); !flag && waited < briefWait;
-         waited = Clock::now() - begin) {
+    while (!flag && Clock::now() < begin + longestWait) {
         // A flag that comes at all comes within microseconds as a rule, far sooner than a timer.
-        if (waited < yieldTime)
+        if (Clock::now() < begin + yieldsFor)
             std::this_thread::yield();
         else
-            std::this_thread::sleep_for(briefPause);
+            std::this_thread::sleep_for(nap);
     }
 }
 

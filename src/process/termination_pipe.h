@@ -12,21 +12,22 @@ namespace ProcessHandling {
 struct TerminationPipe {
     TerminationPipe(std::uint32_t ownerId, std::string ownerCommand);
 
-    std::uint32_t processId;
-    std::string command;
+    std::uint32_t processId;                      // stored only
+    std::string command;                          // stored only
     std::atomic<bool> stopRequested = false;      // end without sending
     std::atomic<bool> terminateRequested = false; // send the word
     std::atomic<bool> pipeReady = false;          // the attempt to create the pipe is over
     std::string pipeName;
 };
 
-// Lets other threads run until the flag is set, for 5 ms or one tick of the system's timer at most.
-// To be called before the first look at a flag that another thread is just about to set.
+// Lets other threads run until the flag is set, for 5 ms and one tick of the system's timer at
+// most. To be called before the first look at a flag that another thread is just about to set.
 void awaitBriefly(const std::atomic<bool> &flag);
 
-// Serves the pipe until the word was sent or couldn't be, or stopRequested is seen, on a thread of
-// its own. No flag is checked until a client connects. A pipe that can't be made and a word that
-// can't be sent are reported on the debug channel. The record must outlive the call.
+// Serves the pipe on a thread of its own. No flag is checked until a client connects. Returns at
+// once when stopRequested is seen, or if no client can be awaited; a second after the word was
+// sent, or the pipe couldn't be made or written to, which is reported on the debug channel. Closes
+// the pipe, unless stopRequested ends it. The record must outlive the call.
 void servePipe(TerminationPipe &pipe);
 
 } // namespace ProcessHandling

@@ -40,8 +40,8 @@ bool queryLinkedToken(HANDLE userToken, HANDLE &linkedToken) {
 void waitForUserToken(UserSession &session, bool useLinkedToken) {
     for (;;) {
         if (queryUserToken(session.userToken)) {
-            // No fallback to the user's token for a linked token that is null: that one counts as
-            // no user yet, and is asked for again.
+            // A linked token that is null counts as no user yet: it is asked for again, and the
+            // user's own token doesn't take its place.
             const bool linked =
                 useLinkedToken && queryLinkedToken(session.userToken, session.linkedToken);
             if ((linked ? session.linkedToken : session.userToken) != nullptr)
