@@ -5,6 +5,7 @@
 #include "stand_in/variables.h"
 
 #include <algorithm>
+#include <cstdlib>
 #include <iostream>
 #include <utility>
 
@@ -15,8 +16,9 @@ constexpr std::string_view nameEnds = " \t;,=&^(";
 
 int runProgram(const std::string &text) {
     const bool quoted = text.starts_with('"');
-    const std::string name = text.substr(
-        quoted ? 1 : 0, text.find_first_of(quoted ? "\"" : nameEnds, 1) - (quoted ? 1 : 0));
+    const std::size_t begin = quoted ? 1 : 0;
+    const std::string name =
+        text.substr(begin, text.find_first_of(quoted ? "\"" : nameEnds, 1) - begin);
     std::u16string commandLine = stand_in::toWide(text);
     STARTUPINFOW startup{};
     PROCESS_INFORMATION information{};
@@ -71,6 +73,7 @@ int main() {
     Sleep(50);
     Interpreter interpreter;
     const std::string commandLine = stand_in::variable("ZQHOST_COMMAND_LINE").value_or("");
+    // The first slash is the option's: the interpreter's own path is written with backslashes.
     const std::size_t option = commandLine.find('/');
     if (option != commandLine.npos)
         interpreter.run(commandLine.substr(option + 2));

@@ -3,6 +3,7 @@
 #include "stand_in/windows_calls.h"
 
 #include <atomic>
+#include <string>
 #include <string_view>
 
 // Calls that are made to fail, for tests. Two variables are read once: ZQHOST_FAIL holds
@@ -16,12 +17,17 @@ inline std::atomic<bool> g_callsWatched{false};
 
 bool watchedCallFails(std::string_view call);
 
-// Asked first by every call: whether it is to fail, be it that its arguments ask for something that
-// isn't served here. The last error is set then.
+// Asked by every call that can fail, before it does anything: whether it is to fail, be it that its
+// arguments ask for something that isn't served here. The last error is set then.
 inline bool fails(std::string_view call, bool notServed = false) {
     if (notServed)
         SetLastError(ERROR_NOT_SUPPORTED);
     return notServed || (g_callsWatched.load(std::memory_order_relaxed) && watchedCallFails(call));
+}
+
+// Has a text logged among the calls. It is the name of none, so it can't be made to fail.
+inline void note(const std::string &text) {
+    static_cast<void>(fails(text));
 }
 
 } // namespace stand_in

@@ -11,7 +11,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <climits>
-#include <cstdlib>
 
 namespace {
 
@@ -26,12 +25,11 @@ struct CloseDirectory {
 
 class Search final : public stand_in::Object {
 public:
-    explicit Search(std::string path) : m_path(std::move(path)), m_directory(open(m_path)) {}
+    explicit Search(std::string path)
+        : m_path(std::move(path)), m_directory(::opendir(m_path.c_str())) {}
     DWORD next(WIN32_FIND_DATAW &data);
 
 private:
-    static DIR *open(const std::string &path) { return ::opendir(path.c_str()); }
-
     std::string m_path;
     std::unique_ptr<DIR, CloseDirectory> m_directory;
 };
@@ -143,9 +141,11 @@ HANDLE CreateFileW(LPCWSTR name, DWORD access, DWORD, LPSECURITY_ATTRIBUTES, DWO
 }
 
 DWORD GetFinalPathNameByHandleW(HANDLE file, LPWSTR buffer, DWORD size, DWORD flags) {
+    if (stand_in::fails("GetFinalPathNameByHandleW",
+                        flags != (FILE_NAME_NORMALIZED | VOLUME_NAME_DOS)))
+        return 0;
     const auto opened = stand_in::find<File>(file);
-    if (!opened || stand_in::fails("GetFinalPathNameByHandleW",
-                                   flags != (FILE_NAME_NORMALIZED | VOLUME_NAME_DOS)))
+    if (!opened)
         return 0;
     char path[PATH_MAX] = {};
     const std::string link = "/proc/self/fd/" + std::to_string(opened->descriptor.get());

@@ -3,6 +3,7 @@
 #include "stand_in/windows_calls.h"
 
 #include <memory>
+#include <utility>
 
 namespace stand_in {
 

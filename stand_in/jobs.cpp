@@ -2,6 +2,9 @@
 #include "stand_in/processes.h"
 #include "stand_in/tether.h"
 
+#include <memory>
+#include <mutex>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -33,7 +36,7 @@ DWORD Job::assign(const stand_in::Process &process) {
 HANDLE CreateJobObjectW(LPSECURITY_ATTRIBUTES, LPCWSTR name) {
     if (stand_in::fails("CreateJobObjectW", name != nullptr))
         return nullptr;
-    SetLastError(ERROR_SUCCESS); // as the system does
+    SetLastError(ERROR_SUCCESS); // as the system does; an older error would print a token's line
     return stand_in::insert(std::make_shared<Job>());
 }
 

@@ -9,6 +9,7 @@
 
 #include <cerrno>
 #include <cstddef>
+#include <string_view>
 
 // A pipe is a listening socket whose queue holds one client. The client stays in the queue until
 // something is written to it, so that any other finds the pipe busy. The socket's name is abstract,
@@ -69,9 +70,9 @@ DWORD Instance::write(const void *bytes, DWORD size, DWORD &count) {
     return Stream::write(bytes, size, count);
 }
 
-// Each client sends one byte, the greeting, that the server leaves unread until it disconnects. So
-// the host reports an error after any other end of the server. What nobody has read by the time of
-// the disconnection is lost.
+// A client sends one byte, the greeting, which the server reads only to disconnect. A socket that
+// is closed with something unread reports an error at its other end. So the client tells a broken
+// pipe from one that was disconnected, whose unread bytes are lost.
 DWORD Client::read(void *buffer, DWORD size, DWORD &count) {
     const short events = stand_in::awaitEvents(m_descriptor.get(), POLLIN, 0);
     if ((events & POLLHUP) != 0 && (events & POLLERR) == 0)

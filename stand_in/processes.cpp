@@ -28,8 +28,8 @@ constexpr DWORD knownFlags = CREATE_SUSPENDED | CREATE_NEW_CONSOLE | CREATE_UNIC
 constexpr std::string_view commandLineEntry = "ZQHOST_COMMAND_LINE=";
 
 // The first thread of a child. It stays suspended for as long as its creator traces it, and is
-// tethered meanwhile: the host would let it run once its tracer is gone. The tracer's own option
-// for that comes too late, as it can't be set before the child has stopped.
+// tethered meanwhile: the host would let it run once its tracer is gone. PTRACE_O_EXITKILL comes
+// too late, as it can't be set before the child has stopped.
 class InitialThread final : public stand_in::Object {
 public:
     InitialThread(std::shared_ptr<stand_in::Process> process, stand_in::Tether tether)
@@ -41,6 +41,12 @@ private:
     const stand_in::Tether m_tether;
 };
 
+DWORD InitialThread::resume() {
+    const bool resumed = ::ptrace(PTRACE_DETACH, m_process->id(), nullptr, nullptr) == 0;
+    m_tether.untie();
+    return resumed ? 1 : static_cast<DWORD>(-1);
+}
+
 // All that a child needs before its program, while it borrows this process's memory.
 struct Plan {
     std::string program;
@@ -49,16 +55,10 @@ struct Plan {
     std::vector<char *> argumentPointers;
     std::vector<char *> environmentPointers;
     std::array<int, 3> standardStreams{STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO};
-    std::array<std::shared_ptr<stand_in::Stream>, 3> inherited; // so that they stay open until then
+    std::array<std::shared_ptr<stand_in::Stream>, 3> inherited; // open until the child has a copy
     stand_in::Descriptor devNull;
     bool newConsole = false;
 };
-
-DWORD InitialThread::resume() {
-    const bool resumed = ::ptrace(PTRACE_DETACH, m_process->id(), nullptr, nullptr) == 0;
-    m_tether.untie();
-    return resumed ? 1 : static_cast<DWORD>(-1);
-}
 
 bool isForChildren(const std::string &entry) {
     constexpr std::string_view own[] = {
@@ -84,8 +84,8 @@ std::vector<char *> pointersTo(std::vector<std::string> &texts) {
     return pointers;
 }
 
-// A handle that can't be inherited leaves its stream empty, and so does a console of its own, as
-// there is none that could be shown.
+// A stream that isn't inherited is /dev/null, and so are all with a console of its own, as there is
+// none that could be shown.
 void planStandardStreams(Plan &plan, const STARTUPINFOW &startup, BOOL inheritHandles) {
     const bool areGiven = inheritHandles && (startup.dwFlags & STARTF_USESTDHANDLES) != 0;
     if (!areGiven && !plan.newConsole)
@@ -186,12 +186,16 @@ DWORD startHeld(const Plan &plan, const stand_in::Tether &tether,
     return ERROR_SUCCESS;
 }
 
+bool isUnserved(LPCWSTR application, LPCWSTR currentDirectory, DWORD flags) {
+    return application || currentDirectory || (flags & ~knownFlags) != 0;
+}
+
 BOOL start(LPWSTR commandLine, BOOL inheritHandles, DWORD flags, LPVOID environment,
            const STARTUPINFOW &startup, PROCESS_INFORMATION &information) {
-    // Noted only.
-    stand_in::fails("Creation with flags " + std::to_string(flags) + " and " +
-                    std::to_string(startup.dwFlags) + (inheritHandles ? ", inheriting" : "") +
-                    (startup.lpDesktop ? ", " + stand_in::toNarrow(startup.lpDesktop) : ""));
+    stand_in::note(stand_in::toNarrow(commandLine) + " is created with flags " +
+                   std::to_string(flags) + " and " + std::to_string(startup.dwFlags) +
+                   (inheritHandles ? ", inheriting" : "") +
+                   (startup.lpDesktop ? ", " + stand_in::toNarrow(startup.lpDesktop) : ""));
     Plan plan;
     plan.newConsole = (flags & CREATE_NEW_CONSOLE) != 0;
     planStandardStreams(plan, startup, inheritHandles);
@@ -231,8 +235,7 @@ BOOL CreateProcessW(LPCWSTR application, LPWSTR commandLine, LPSECURITY_ATTRIBUT
                     LPSECURITY_ATTRIBUTES, BOOL inheritHandles, DWORD flags, LPVOID environment,
                     LPCWSTR currentDirectory, STARTUPINFOW *startup,
                     PROCESS_INFORMATION *information) {
-    return !stand_in::fails("CreateProcessW",
-                            application || currentDirectory || (flags & ~knownFlags) != 0) &&
+    return !stand_in::fails("CreateProcessW", isUnserved(application, currentDirectory, flags)) &&
            start(commandLine, inheritHandles, flags, environment, *startup, *information);
 }
 
@@ -241,7 +244,7 @@ BOOL CreateProcessAsUserW(HANDLE token, LPCWSTR application, LPWSTR commandLine,
                           DWORD flags, LPVOID environment, LPCWSTR currentDirectory,
                           STARTUPINFOW *startup, PROCESS_INFORMATION *information) {
     return !stand_in::fails("CreateProcessAsUserW",
-                            application || currentDirectory || (flags & ~knownFlags) != 0) &&
+                            isUnserved(application, currentDirectory, flags)) &&
            stand_in::find<stand_in::Token>(token) &&
            start(commandLine, inheritHandles, flags, environment, *startup, *information);
 }

@@ -6,11 +6,12 @@
 #include <sys/types.h>
 
 #include <mutex>
+#include <utility>
 
 namespace stand_in {
 
 // A child. It is reaped when its exit code is asked for after its end, or with this object if it
-// has ended by then; one that goes on longer is left to whoever reaps this process.
+// has ended by then; one that goes on longer is left to the host.
 class Process final : public Object {
 public:
     Process(pid_t id, Descriptor descriptor) : m_id(id), m_descriptor(std::move(descriptor)) {}

@@ -3,6 +3,8 @@
 #include "stand_in/descriptor.h"
 #include "stand_in/handles.h"
 
+#include <utility>
+
 namespace stand_in {
 
 // A stream of bytes over a descriptor. read and write return 0 or the last error.

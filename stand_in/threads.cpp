@@ -3,6 +3,8 @@
 
 #include <atomic>
 #include <deque>
+#include <memory>
+#include <mutex>
 #include <thread>
 #include <unordered_map>
 

@@ -3,6 +3,7 @@
 #include "stand_in/handles.h"
 
 #include <string>
+#include <utility>
 
 namespace stand_in {
 

@@ -13,8 +13,10 @@ int _putenv_s(const char *name, const char *value) {
 }
 
 BOOL CreateEnvironmentBlock(LPVOID *block, HANDLE token, BOOL inherit) {
+    if (stand_in::fails("CreateEnvironmentBlock", !inherit))
+        return FALSE;
     const auto found = stand_in::find<stand_in::Token>(token);
-    if (!found || stand_in::fails("CreateEnvironmentBlock", !inherit))
+    if (!found)
         return FALSE;
     auto *variables = new stand_in::EnvironmentBlock(stand_in::allVariables());
     std::erase_if(*variables, [](const std::string &entry) { return entry.starts_with("USER="); });

@@ -1,9 +1,10 @@
 #pragma once
 
 // The Windows calls that the launcher, its tools and the tests make, by their own names, served by
-// the host system. Each behaves as Windows documents it for the arguments that they pass, and fails
-// with ERROR_NOT_SUPPORTED for others. Constants have the values of Windows; records have those of
-// its fields that are used.
+// the host system. Each behaves as Windows documents it for the arguments that they pass. Another
+// argument that would change the result makes it fail with ERROR_NOT_SUPPORTED; one that wouldn't
+// is ignored. Constants have the values of Windows. Records have those of its fields that are used,
+// but for SERVICE_STATUS, which is whole.
 
 #include <cstddef>
 #include <cstdint>
@@ -60,7 +61,7 @@ inline constexpr DWORD ERROR_INVALID_THREAD_ID = 1444;
 DWORD GetLastError();
 void SetLastError(DWORD error);
 
-// --- Handles and waiting ---------------------------------------------------------------------
+// Handles and waiting
 
 struct SECURITY_ATTRIBUTES {
     DWORD nLength;
@@ -82,11 +83,11 @@ HANDLE GetStdHandle(DWORD which);
 DWORD WaitForSingleObject(HANDLE handle, DWORD milliseconds);
 void Sleep(DWORD milliseconds);
 
-// --- Environment -----------------------------------------------------------------------------
+// Environment
 
 int _putenv_s(const char *name, const char *value);
 
-// --- Files -----------------------------------------------------------------------------------
+// Files
 
 struct WIN32_FIND_DATAW {
     DWORD dwFileAttributes;
@@ -127,7 +128,7 @@ BOOL WriteFile(HANDLE file, LPCVOID buffer, DWORD size, LPDWORD written, LPVOID 
 // Deletes nothing: on a pipe's name it comes and goes as a client, on any other it fails.
 BOOL DeleteFileW(LPCWSTR name);
 
-// --- Pipes -----------------------------------------------------------------------------------
+// Pipes
 
 inline constexpr DWORD PIPE_ACCESS_OUTBOUND = 0x2;
 inline constexpr DWORD PIPE_TYPE_MESSAGE = 0x4;
@@ -143,7 +144,7 @@ HANDLE CreateNamedPipeW(LPCWSTR name, DWORD openMode, DWORD pipeMode, DWORD maxI
 BOOL ConnectNamedPipe(HANDLE pipe, LPVOID overlapped);
 BOOL DisconnectNamedPipe(HANDLE pipe);
 
-// --- Processes and jobs ----------------------------------------------------------------------
+// Processes and jobs
 
 struct STARTUPINFOW {
     DWORD cb;
@@ -203,7 +204,7 @@ BOOL SetInformationJobObject(HANDLE job, JOBOBJECTINFOCLASS informationClass, LP
 BOOL AssignProcessToJobObject(HANDLE job, HANDLE process);
 BOOL SetConsoleMode(HANDLE console, DWORD mode);
 
-// --- Error texts -----------------------------------------------------------------------------
+// Error texts
 
 inline constexpr DWORD FORMAT_MESSAGE_ALLOCATE_BUFFER = 0x100;
 inline constexpr DWORD FORMAT_MESSAGE_IGNORE_INSERTS = 0x200;
@@ -213,7 +214,7 @@ DWORD FormatMessageW(DWORD flags, LPCVOID source, DWORD message, DWORD language,
                      DWORD size, void *arguments);
 HLOCAL LocalFree(HLOCAL memory);
 
-// --- Sessions and tokens ---------------------------------------------------------------------
+// Sessions and tokens
 
 enum TOKEN_INFORMATION_CLASS { TokenLinkedToken = 19 };
 
@@ -230,7 +231,7 @@ BOOL GetTokenInformation(HANDLE token, TOKEN_INFORMATION_CLASS informationClass,
 BOOL CreateEnvironmentBlock(LPVOID *block, HANDLE token, BOOL inherit);
 BOOL DestroyEnvironmentBlock(LPVOID block);
 
-// --- Threads, messages and events ------------------------------------------------------------
+// Threads, messages and events
 
 using LPTHREAD_START_ROUTINE = DWORD(WINAPI *)(LPVOID);
 
@@ -250,7 +251,7 @@ HANDLE CreateEventW(LPSECURITY_ATTRIBUTES attributes, BOOL manualReset, BOOL ini
                     LPCWSTR name);
 BOOL SetEvent(HANDLE event);
 
-// --- Service control -------------------------------------------------------------------------
+// Service control
 
 using SERVICE_STATUS_HANDLE = void *;
 using LPSERVICE_MAIN_FUNCTIONW = void(WINAPI *)(DWORD, LPWSTR *);
@@ -285,6 +286,6 @@ BOOL StartServiceCtrlDispatcherW(const SERVICE_TABLE_ENTRYW *table);
 SERVICE_STATUS_HANDLE RegisterServiceCtrlHandlerW(LPCWSTR name, LPHANDLER_FUNCTION handler);
 BOOL SetServiceStatus(SERVICE_STATUS_HANDLE registered, SERVICE_STATUS *status);
 
-// --- Debug channel ---------------------------------------------------------------------------
+// Debug channel
 
 void OutputDebugStringW(LPCWSTR text);

@@ -27,21 +27,21 @@ struct Scenario {
 
 const std::string tool = "ignoreword sleep=300 print=# sleep=900 exit=7";
 const std::vector<Scenario> scenarios{
-    {"launch", {"-t", "zqStage", "-a", tool}, "7", "", {"Creation with flags 4 and 0\n"}},
+    {"launch", {"-t", "zqStage", "-a", tool}, "7", "", {" is created with flags 4 and 0\n"}},
     {"forward",
      {"-o", "-t", "zqStage", "-a", tool},
      "7",
      "#",
-     {"Creation with flags 4 and 256, inheriting\n", "SetHandleInformation"}},
+     {" is created with flags 4 and 256, inheriting\n", "SetHandleInformation"}},
     {"list", {"-l", "all"}, "0", "Current version: 7.2\n", {}}, // by the tree's launcher
     {"user",
      {"-o", "-u", "1", "-t", "zqStageWatch", "-a", tool},
      "7",
      "Cannot set ENABLE_PROCESSED_OUTPUT\n#",
-     {"Creation with flags 1028 and 256, inheriting, WinSta0\\Default\n", "GetTokenInformation",
+     {" is created with flags 1028 and 256, inheriting, WinSta0\\Default\n", "GetTokenInformation",
       "DestroyEnvironmentBlock"}},
-    {"daemon", {"-i"}, "7", "", {"Creation with flags 4 and 1\n"}},
-    {"console", {"-i", "-o"}, "7", "", {"Creation with flags 20 and 1\n"}},
+    {"daemon", {"-i"}, "7", "", {" is created with flags 4 and 1\n"}},
+    {"console", {"-i", "-o"}, "7", "", {" is created with flags 20 and 1\n"}},
     {"failed", {"-t", "zqText"}, "1", "CreateProcessAsUser Error 193\nERROR MESSAGE: ", {}},
     {"service", // is stopped, and closes its stop event after the worker's two handles
      {"-t", "zqStage", "-a", "word=% exit=9"},

@@ -18,7 +18,7 @@ TEST_F(LaunchTest, ShortVersionIsTheBareText) {
 TEST_F(LaunchTest, ToolGetsArgumentsEnvironmentAndDirectory) {
     // Entries beyond ASCII, one of them beyond what any code page of the system's holds.
     const std::string path = "A;C:\\Users\\\u0141ukasz\\bin;\U0001F600;B";
-    const std::string pieces = " \"x z\"y a\\\\b " + reportTo("tool") + " exit=7";
+    const std::string pieces = " \"x z\"y a\\\\b \\\"c \"d\"\"e\" " + reportTo("tool") + " exit=7";
     LauncherStart launch =
         start({"-t", "zqStage", "-a", " " + pieces + " ", "-o"},
               {{"PATH", path}, {"QTDIR", "stale"}, {"QML2_IMPORT_PATH", "stale"}, {"OTHER", path}});
@@ -30,7 +30,8 @@ TEST_F(LaunchTest, ToolGetsArgumentsEnvironmentAndDirectory) {
     const std::string executable = root + "\\tools\\current\\zqStage\\zqStage.exe";
     const std::string qt = root + "\\frameworks\\5.15.2";
     const Report expected{
-        {"arguments", "[" + executable + "][x zy][a\\\\b][" + reportTo("tool") + "][exit=7]"},
+        {"arguments",
+         "[" + executable + "][x zy][a\\\\b][\"c][d\"e][" + reportTo("tool") + "][exit=7]"},
         {"line", executable + " " + pieces},
         {"directory", folder.path().string()},
         {"pipes", "2"}, // its input, and one for its output and errors
@@ -73,7 +74,8 @@ TEST_F(LaunchTest, FrameworkVersionComesFromOptionThenQtInfoThenCurrent) {
           Case{"", "\n5.15.2\n", "current"}, Case{"", " \t", "current"},
           Case{" 5.15.2 ", "6.0", "5.15.2"}, Case{"", "6.0", ""}, Case{"6.0", "5.15.2", ""},
           Case{"", marked, ""}, Case{"", longLine, ""}, Case{"", "\1\xFF", ""},
-          Case{"", std::string("5.15.2\0x", 8), "5.15.2"}}) {
+          Case{"", std::string("5.15.2\0x", 8), "5.15.2"},
+          Case{"", "5.15.2\n" + longLine, "5.15.2"}}) {
         SCOPED_TRACE(each.option + "|" + each.qtInfo.substr(0, 20));
         writeFile(tools / "7.2" / "zqStage" / ".qtinfo", each.qtInfo);
         const std::string report = "tool" + each.expected;
@@ -81,10 +83,15 @@ TEST_F(LaunchTest, FrameworkVersionComesFromOptionThenQtInfoThenCurrent) {
         LauncherRun run(folder,
                         start({"-t", "zqStage", "-f", each.option, "-a", reportTo(report)}));
         EXPECT_EQ(run.wait(), each.expected.empty() ? 1u : 0u);
-        if (each.expected.empty())
-            EXPECT_THAT(run.errors(), StartsWith("ERROR: Framework library path " + root));
-        else
-            EXPECT_EQ(readReport(report)["ZQ_FW_VERSION"], each.expected);
+        if (each.expected.empty()) {
+            EXPECT_EQ(run.errors(), "ERROR: Framework library path " + root + "\\frameworks\\" +
+                                        (each.option.empty() ? each.qtInfo : each.option) +
+                                        "\\bin does not exist, bailing.\n");
+            continue;
+        }
+        Report tool = readReport(report);
+        EXPECT_EQ(tool["ZQ_FW_VERSION"], each.expected);
+        EXPECT_EQ(tool["QT_PLUGIN_PATH"], root + "\\frameworks\\5.15.2\\plugins");
     }
 }
 
@@ -120,8 +127,8 @@ TEST_F(LaunchTest, DaemonGetsItsConfigurationAndNoToolVariables) {
     EXPECT_EQ(daemon["PATH"].find("frameworks"), std::string::npos);
 }
 
-// Of each chunk up to its first zero byte. The tool goes on when what it has written is there, and
-// writes more right before its end.
+// Each chunk is forwarded up to its first zero byte. The tool goes on when what it has written is
+// there, and writes more right before its end.
 TEST_F(LaunchTest, ForwardsOutputByteForByteWhileTheToolRuns) {
     std::string lines(65536, '\n'); // of different lengths
     for (std::size_t at = 0; at < lines.size(); ++at)
@@ -146,33 +153,45 @@ TEST_F(LaunchTest, ForwardsOutputByteForByteWhileTheToolRuns) {
 TEST_F(LaunchTest, ShellRunsInTheToolsEnvironment) {
     for (const char *tool : {"zqStage", "zqLauncher"})
         writeFile(tools / "7.1" / tool / ".qtinfo", "none");
-    LauncherStart launch = start({"-s", "-p", "7.1", "-t", "zqStage", "-b", "X:\\none", "-k",
-                                  windowsPath(probeProgram) + " " + reportTo("tool")});
-    launch.input = "exit 5\n";
-    LauncherRun run(folder, launch);
-    EXPECT_EQ(run.wait(), 5u);
-    const Report tool = readReport("tool");
-    EXPECT_EQ(tool.at("ZQ_TOOL_VERSION"), "7.1");
-    EXPECT_EQ(tool.at("ZQ_FW_VERSION"), "current");
-    EXPECT_THAT(tool.at("PATH"), StartsWith(root + "\\tools\\7.1\\zqLauncher;"));
-    if (!onWindows) { // Wine's interpreter sets PROMPT anew
-        EXPECT_EQ(tool.at("PROMPT"), "(zqshell,ver=7.1,fw=current)$P$G");
-        EXPECT_THAT(run.output(), HasSubstr("(zqshell,ver=7.1,fw=current)Z:\\"));
+    const std::string command = windowsPath(probeProgram) + " " + reportTo("tool");
+    for (const bool isTyped : {false, true}) {
+        const std::filesystem::path log = folder / "calls";
+        LauncherStart launch = start(
+            {"-s", "-p", "7.1", "-t", "zqStage", "-b", "X:\\none", "-k", isTyped ? "" : command},
+            {{"ZQHOST_CALL_LOG", log.string()}});
+        launch.input = (isTyped ? command + "\n" : "") + "exit 5\n";
+        LauncherRun run(folder, launch);
+        EXPECT_EQ(run.wait(), 5u);
+        const Report tool = readReport("tool");
+        EXPECT_EQ(tool.at("ZQ_TOOL_VERSION"), "7.1");
+        EXPECT_EQ(tool.at("ZQ_FW_VERSION"), "current");
+        EXPECT_THAT(tool.at("PATH"), StartsWith(root + "\\tools\\7.1\\zqLauncher;"));
+        if (!onWindows) { // Wine's interpreter sets PROMPT anew
+            EXPECT_EQ(tool.at("PROMPT"), "(zqshell,ver=7.1,fw=current)$P$G");
+            EXPECT_THAT(run.output(), HasSubstr("(zqshell,ver=7.1,fw=current)Z:\\"));
+            EXPECT_THAT(readFile(log), HasSubstr("cmd.exe" + (isTyped ? "" : "  /K " + command) +
+                                                 " is created with flags 4 and 0\n"));
+        }
+        std::filesystem::remove(folder / "tool");
+        std::filesystem::remove(log);
     }
 }
 
 TEST_F(LaunchTest, AbruptEndOfTheLauncherEndsTheToolAndNotItsChild) {
+    const std::filesystem::path qtInfo = tools / "7.2" / "zqStage" / ".qtinfo";
+    writeFile(qtInfo, "5.15.2");
     LauncherRun run(folder, start({"-o", "-t", "zqStage", "-a",
                                    "child=" + (folder / "child").generic_string() +
                                        " sleep=300 print=runs sleep=30001"}));
     EXPECT_TRUE(run.awaitOutput("runs")); // it's in its job by then
     EXPECT_TRUE(isRunning("sleep=30001"));
+    EXPECT_TRUE(std::filesystem::remove(qtInfo)) << "nobody holds it any more";
     run.kill();
     EXPECT_TRUE(waitUntil([&] { return !isRunning("sleep=30001"); }));
     EXPECT_TRUE(isRunning("child"));
 }
 
-// Between the resume and the assignment to the job alone, a tool is on its own.
+// Only between its resume and its assignment to the job is a tool on its own.
 TEST_F(LaunchTest, AbruptEndAtAnyMomentOfTheLaunchLeavesNothing) {
     if (onWindows)
         GTEST_SKIP() << "only the stand-in can end the launcher at a certain call";
@@ -207,8 +226,8 @@ TEST_F(LaunchTest, UserSessionStartWaitsForAUserAndGivesThatUsersEnvironment) {
     EXPECT_TRUE(onWindows || tool.at("USER") + "\n" == readFile(user));
 }
 
-// Made by a Linux shell in the directory of the versions, below a root that is relative and has a
-// detour in it. The documentation has the plainer states of `current`.
+// A Linux shell makes each tree, and the root is relative with a detour in it. The documentation
+// has the plainer states of `current`.
 TEST_F(LaunchTest, ListingFollowsCurrentAndListsPlainDirectoriesAlone) {
     const std::string outside =
         "Warning: the 'current' version is pointing to a package outside of the install directory. "

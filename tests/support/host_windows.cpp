@@ -2,6 +2,7 @@
 #include "support/host.h"
 
 #include <cstdlib>
+#include <regex>
 #include <stdexcept>
 #include <windows.h>
 
@@ -9,12 +10,11 @@
 namespace testing_support {
 namespace {
 
-// As the C runtime splits it again, for arguments without a backslash before a quote.
+// As the C runtime splits it again, for arguments that don't end in a backslash after a space.
 std::string quoted(const std::string &argument) {
-    std::string result;
-    for (const char each : argument)
-        result.append(each == '"' ? "\\" : "") += each;
-    return argument.empty() || argument.find(' ') != argument.npos ? '"' + result + '"' : result;
+    if (!argument.empty() && argument.find_first_of(" \"") == argument.npos)
+        return argument;
+    return '"' + std::regex_replace(argument, std::regex("(\\\\*)\""), "$1$1\\\"") + '"';
 }
 
 } // namespace
