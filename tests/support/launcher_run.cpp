@@ -130,7 +130,7 @@ std::string lineOf(const SERVICE_STATUS &status) {
 bool LaunchTest::isRunning(const std::string &text) const {
     const std::string name = folder.path().filename().string();
     // In brackets, so that the search doesn't find itself.
-    return runShell("grep -qs '[" + name.substr(0, 1) + "]" + name.substr(1) + ".*" + text +
+    return runShell("grep -aqs '[" + name.substr(0, 1) + "]" + name.substr(1) + ".*" + text +
                     "' /proc/[0-9]*/cmdline");
 }
 

@@ -71,7 +71,7 @@ int main(int argc, char **argv) {
         {"type", [](const auto &file) { print(readFile(file)); }},
         {"child",
          [&](const auto &file) {
-             HostProcess(hostPath(arguments[0]), {file, "sleep=10000"}, file);
+             HostProcess(hostPath(arguments[0]), {"await=" + file + "end"}, file);
          }},
         {"word", writeWord},
         {"ignoreword", [](const auto &) { openTerminationPipe(); }},
