@@ -125,13 +125,14 @@ DWORD GetFileAttributesW(LPCWSTR path) {
                : INVALID_FILE_ATTRIBUTES;
 }
 
-HANDLE CreateFileW(LPCWSTR name, DWORD access, DWORD, LPSECURITY_ATTRIBUTES, DWORD disposition,
-                   DWORD flags, HANDLE templateFile) {
+HANDLE CreateFileW(LPCWSTR name, DWORD access, DWORD share, LPSECURITY_ATTRIBUTES,
+                   DWORD disposition, DWORD flags, HANDLE templateFile) {
     const std::string path = stand_in::toNarrow(name);
     const bool isPipe = stand_in::isPipePath(path);
-    if (stand_in::fails("CreateFileW", access != GENERIC_READ || disposition != OPEN_EXISTING ||
-                                           templateFile ||
-                                           (!isPipe && flags != FILE_FLAG_BACKUP_SEMANTICS)))
+    if (stand_in::fails(
+            "CreateFileW",
+            access != GENERIC_READ || disposition != OPEN_EXISTING || templateFile ||
+                (!isPipe && (share != FILE_SHARE_READ || flags != FILE_FLAG_BACKUP_SEMANTICS))))
         return INVALID_HANDLE_VALUE;
     if (!isPipe)
         return openFile(path);
