@@ -39,7 +39,7 @@ void runStartupTool(const std::string &toolName, const std::string &version, boo
                             /*toolPath=*/"");
     const std::string commandLine =
         startup.executablePath + ProcessHandling::joinArguments(startup.arguments);
-    // With the linked token the start-up tool has the user's full rights.
+    // With the linked token, if there is one, the start-up tool has the user's full rights.
     const auto info = ProcessHandling::startProcess(
         commandInterpreterPath(), {"/C", commandLine}, startupUserId, /*redirectOutput=*/false,
         /*newConsole=*/false, toolName, /*hideWindow=*/false, /*useLinkedToken=*/true,

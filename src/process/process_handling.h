@@ -25,7 +25,7 @@ struct TerminationPipe;
 // termination pipe that had a client and sent nothing stay open until the launcher's process ends.
 // The closing of ghJob then kills a process that is left behind.
 struct ProcessInfo {
-    // 0 after a start, 1 or -1 after a failed one; after waitForProcess the exit code.
+    // 0 after a start, 1 or -1 after a failed one; after waitForProcess the exit code, all 32 bits.
     std::int32_t result = 0;
     std::uint32_t processId = 0; // stored only
     std::string command;

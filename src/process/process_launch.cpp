@@ -30,19 +30,19 @@ struct Creation {
 };
 
 STARTUPINFOW makeStartupInfo(const ProcessInfo &info) {
-    STARTUPINFOW startup = {};
-    startup.cb = sizeof(startup);
+    STARTUPINFOW startupInfo = {};
+    startupInfo.cb = sizeof(startupInfo);
     if (info.redirectOutput) {
-        startup.hStdInput = info.hStdInRead;
-        startup.hStdOutput = info.hStdOutWrite;
-        startup.hStdError = info.hStdOutWrite;
-        startup.dwFlags |= STARTF_USESTDHANDLES;
+        startupInfo.hStdInput = info.hStdInRead;
+        startupInfo.hStdOutput = info.hStdOutWrite;
+        startupInfo.hStdError = info.hStdOutWrite;
+        startupInfo.dwFlags |= STARTF_USESTDHANDLES;
     }
     if (info.hideWindow) {
-        startup.dwFlags |= STARTF_USESHOWWINDOW;
-        startup.wShowWindow = SW_HIDE;
+        startupInfo.dwFlags |= STARTF_USESHOWWINDOW;
+        startupInfo.wShowWindow = SW_HIDE;
     }
-    return startup;
+    return startupInfo;
 }
 
 // Two spaces separate the command from its arguments, which begin with one of their own. Tools see
@@ -52,7 +52,7 @@ std::basic_string<WCHAR> composeCommandLine(const ProcessInfo &info) {
 }
 
 DWORD makeCreationFlags(const ProcessInfo &info, bool inUserSession, bool useJob) {
-    DWORD flags = CREATE_SUSPENDED; // its pipe is to exist before its first instruction
+    DWORD flags = CREATE_SUSPENDED; // its pipe is made, if it can be, before its first instruction
     if (info.newConsole)
         flags |= CREATE_NEW_CONSOLE;
     if (inUserSession)
@@ -66,9 +66,9 @@ DWORD makeCreationFlags(const ProcessInfo &info, bool inUserSession, bool useJob
 }
 
 Creation createInUserSession(ProcessInfo &info, bool useLinkedToken, DWORD flags,
-                             std::basic_string<WCHAR> &commandLine, STARTUPINFOW startup) {
+                             std::basic_string<WCHAR> &commandLine, STARTUPINFOW startupInfo) {
     std::basic_string<WCHAR> desktop = widen("WinSta0\\Default");
-    startup.lpDesktop = desktop.data();
+    startupInfo.lpDesktop = desktop.data();
     UserSession session;
     const ScopeGuard releaseSession([&session] { releaseUserSession(session); });
     waitForUserToken(session, useLinkedToken);
@@ -78,16 +78,16 @@ Creation createInUserSession(ProcessInfo &info, bool useLinkedToken, DWORD flags
         return {-1, error};
     }
     if (::CreateProcessAsUserW(session.tokenToUse(), nullptr, commandLine.data(), nullptr, nullptr,
-                               info.redirectOutput, flags, session.environment, nullptr, &startup,
-                               &info.winProcInfo) == 0)
+                               info.redirectOutput, flags, session.environment, nullptr,
+                               &startupInfo, &info.winProcInfo) == 0)
         return {1, ::GetLastError()};
     return {};
 }
 
 Creation createDirectly(ProcessInfo &info, DWORD flags, std::basic_string<WCHAR> &commandLine,
-                        STARTUPINFOW startup) {
+                        STARTUPINFOW startupInfo) {
     if (::CreateProcessW(nullptr, commandLine.data(), nullptr, nullptr, info.redirectOutput, flags,
-                         nullptr, nullptr, &startup, &info.winProcInfo) == 0)
+                         nullptr, nullptr, &startupInfo, &info.winProcInfo) == 0)
         return {1, ::GetLastError()};
     return {};
 }
@@ -164,12 +164,12 @@ bool resumeInJob(ProcessInfo &info, bool useJob) {
 std::int32_t launchProcess(std::shared_ptr<ProcessInfo> info, bool inUserSession,
                            bool useLinkedToken, bool useJob) {
     startForwarding(info);
-    const STARTUPINFOW startup = makeStartupInfo(*info);
+    const STARTUPINFOW startupInfo = makeStartupInfo(*info);
     std::basic_string<WCHAR> commandLine = composeCommandLine(*info);
     const DWORD flags = makeCreationFlags(*info, inUserSession, useJob);
     const Creation creation =
-        inUserSession ? createInUserSession(*info, useLinkedToken, flags, commandLine, startup)
-                      : createDirectly(*info, flags, commandLine, startup);
+        inUserSession ? createInUserSession(*info, useLinkedToken, flags, commandLine, startupInfo)
+                      : createDirectly(*info, flags, commandLine, startupInfo);
 
     // In this order: who sees launchDone trusts launchFailed.
     info->launchFailed = creation.status != 0;

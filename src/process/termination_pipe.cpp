@@ -83,8 +83,8 @@ void servePipe(TerminationPipe &pipe) {
             return;
         sendWord(handle);
     }
-    // Callers know a stop by its timing: a launch ends no sooner than a second after its word was
-    // sent.
+    // Callers know the timing: a launch ends no sooner than a second after its word was sent, or
+    // couldn't be.
     ::Sleep(closingPauseMs);
 }
 
