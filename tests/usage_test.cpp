@@ -13,8 +13,6 @@ namespace {
 
 using Lines = std::vector<std::string>;
 
-const std::string usage = readFile(fs::path(PROJECT_FOLDER) / "docs" / "usage.md");
-
 std::string replaced(const std::string &text, const std::string &pattern, const std::string &by) {
     return std::regex_replace(text, std::regex(pattern), by);
 }
@@ -27,13 +25,14 @@ Lines linesOf(const std::string &text) {
     return lines;
 }
 
-// The lines of the fenced blocks that begin so, from the fence on.
+// The lines of the page's fenced blocks that begin so, from the fence on.
 std::vector<Lines> blocks(const std::string &beginning) {
+    const std::string page = readFile(fs::path(PROJECT_FOLDER) / "docs" / "usage.md");
     std::vector<Lines> found;
     const std::string fence = "\n```";
-    for (std::size_t at = 0; (at = usage.find(fence, at)) != std::string::npos;) {
-        const std::size_t end = usage.find(fence, at + 1);
-        const std::string block = usage.substr(at + fence.size(), end + 1 - at - fence.size());
+    for (std::size_t at = 0; (at = page.find(fence, at)) != std::string::npos;) {
+        const std::size_t end = page.find(fence, at + 1);
+        const std::string block = page.substr(at + fence.size(), end + 1 - at - fence.size());
         if (block.starts_with(beginning))
             found.push_back(linesOf(block));
         at = end + fence.size();
@@ -62,8 +61,8 @@ void expectText(const std::string &text, const Lines &expected) {
 }
 
 void layOut(const fs::path &root) {
-    const std::vector<Lines> trees = blocks("tree");
-    for (const std::string &line : trees.at(0)) {
+    const Lines tree = blocks("tree").at(0);
+    for (const std::string &line : tree) {
         std::smatch entry;
         if (!std::regex_match(line, entry, std::regex("(\\S+) +(\\S+) ?(.*)")))
             continue;
@@ -79,6 +78,23 @@ void layOut(const fs::path &root) {
     }
 }
 
+// Variables, the program and its arguments, which quotes may keep together.
+LauncherStart parseCommand(const std::string &line, const std::string &root) {
+    LauncherStart start{.environment = {{"ZQ_INSTALL_ROOT", root}}};
+    const std::regex word("\"([^\"]*)\"|[^ ]+");
+    bool isProgramNamed = false;
+    for (std::sregex_iterator at(line.begin(), line.end(), word), end; at != end; ++at) {
+        const std::string text =
+            replaced((*at)[1].matched ? at->str(1) : at->str(), "%ROOT%", root);
+        if (isProgramNamed)
+            start.arguments.push_back(text);
+        else if (const std::size_t middle = text.find('='); middle != text.npos)
+            start.environment[text.substr(0, middle)] = text.substr(middle + 1);
+        isProgramNamed = isProgramNamed || text == "zqLauncher";
+    }
+    return start;
+}
+
 TEST(Usage, ExamplesDoWhatTheySay) {
     const TemporaryFolder folder;
     const fs::path tree = folder / "a tree"; // a blank in a path is no hindrance
@@ -88,39 +104,21 @@ TEST(Usage, ExamplesDoWhatTheySay) {
     ASSERT_GE(examples.size(), 15u);
     for (const Lines &example : examples) {
         SCOPED_TRACE(example.at(1));
-        LauncherStart start{.environment = {{"ZQ_INSTALL_ROOT", root}}};
         Lines output, errors;
-        bool isProgramNamed = false;
-        for (std::string line : example) {
-            if (line.starts_with("$ ")) {
-                // Variables, the program, and its arguments.
-                const std::regex word("\"([^\"]*)\"|[^ ]+");
-                for (std::sregex_iterator at(line.begin() + 2, line.end(), word), end; at != end;
-                     ++at) {
-                    const std::string text =
-                        replaced((*at)[1].matched ? at->str(1) : at->str(), "%ROOT%", root);
-                    const std::size_t middle = text.find('=');
-                    if (isProgramNamed)
-                        start.arguments.push_back(text);
-                    else if (middle != text.npos)
-                        start.environment[text.substr(0, middle)] = text.substr(middle + 1);
-                    isProgramNamed = isProgramNamed || text == "zqLauncher";
-                }
-                continue;
-            }
-            line = replaced(line, "%ROOT%", root);
-            if (line.starts_with("2> "))
-                errors.push_back(line.substr(3));
-            else if (isProgramNamed)
-                output.push_back(line);
+        for (auto line = example.begin() + 2; line != example.end(); ++line) {
+            const std::string text = replaced(*line, "%ROOT%", root);
+            if (text.starts_with("2> "))
+                errors.push_back(text.substr(3));
+            else
+                output.push_back(text);
         }
-        const std::string status = replaced(output.back(), "status ", "");
+        const auto status =
+            static_cast<std::uint32_t>(std::stoul(replaced(output.back(), "status ", "")));
         output.pop_back();
         if (errors.empty() && std::count(output.begin(), output.end(), "...") > 0)
             errors = {"..."}; // of either stream
-        LauncherRun run(folder, start);
-        const auto exitCode = static_cast<std::uint32_t>(std::stoul(status));
-        EXPECT_EQ(run.wait(), onWindows ? exitCode : exitCode & 0xFF);
+        LauncherRun run(folder, parseCommand(example.at(1).substr(2), root));
+        EXPECT_EQ(run.wait(), onWindows ? status : status & 0xFF);
         expectText(run.output(), output);
         expectText(run.errors(), errors);
     }

@@ -11,15 +11,6 @@
 namespace testing_support {
 namespace fs = std::filesystem;
 
-namespace {
-
-std::string withPlainLineEnds(std::string text) {
-    std::erase(text, '\r');
-    return text;
-}
-
-} // namespace
-
 LauncherRun::LauncherRun(const TemporaryFolder &folder, const LauncherStart &start) {
     static int count = 0;
     streams = (folder / ("run" + std::to_string(++count))).string();
@@ -61,12 +52,10 @@ LauncherRun::~LauncherRun() {
         std::cout << commandLine << "\n--- output\n" << rawOutput() << "\n--- errors\n" << errors();
 }
 
-std::string LauncherRun::output() const {
-    return withPlainLineEnds(rawOutput());
-}
-
-std::string LauncherRun::errors() const {
-    return withPlainLineEnds(readFile(streams + ".err"));
+std::string LauncherRun::plainText(const std::string &stream) const {
+    std::string text = readFile(streams + stream);
+    std::erase(text, '\r');
+    return text;
 }
 
 bool LauncherRun::awaitOutput(const std::string &text) const {

@@ -34,14 +34,16 @@ public:
     bool hasEnded() const { return process->wait(std::chrono::milliseconds(0)).has_value(); }
     // What has been written so far: as it came, or with plain line ends.
     std::string rawOutput() const { return readFile(streams + ".out"); }
-    std::string output() const;
-    std::string errors() const;
+    std::string output() const { return plainText(".out"); }
+    std::string errors() const { return plainText(".err"); }
     bool awaitOutput(const std::string &text) const;
     // Waits for the end and returns the exit code; past the limit the run fails the test and ends.
     std::uint32_t wait();
     void kill();
 
 private:
+    std::string plainText(const std::string &stream) const;
+
     std::string streams, commandLine;
     std::unique_ptr<HostProcess> process;
 };

@@ -21,8 +21,6 @@ class ServiceManager {
 public:
     ServiceManager(const TemporaryFolder &folder, const LauncherStart &start);
     ~ServiceManager();
-    ServiceManager(const ServiceManager &) = delete;
-    ServiceManager &operator=(const ServiceManager &) = delete;
 
     // The reports so far. The system's manager tells only the latest, so there they are those found
     // at the calls of this class.
