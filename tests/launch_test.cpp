@@ -144,6 +144,13 @@ TEST_F(LaunchTest, ForwardsOutputByteForByteWhileTheToolRuns) {
     }
 }
 
+TEST_F(LaunchTest, ForwardedToolHasASilentInput) {
+    LauncherRun run(folder, start({"-o", "-t", "zqStage", "-a", "print=runs input"}));
+    EXPECT_TRUE(run.awaitOutput("runs"));
+    std::this_thread::sleep_for(std::chrono::milliseconds(300));
+    EXPECT_FALSE(run.hasEnded());
+}
+
 TEST_F(LaunchTest, ShellRunsInTheToolsEnvironment) {
     for (const char *tool : {"zqStage", "zqLauncher"})
         writeFile(tools / "7.1" / tool / ".qtinfo", "none");

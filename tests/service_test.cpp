@@ -7,6 +7,8 @@ namespace {
 
 class Service : public LaunchTest {};
 
+const std::string message = "Larkstone Launcher (Service Mode): ServiceMain: ";
+
 TEST_F(Service, ReportsFromTheStartToTheRunsEnd) {
     const std::filesystem::path text = tools / "7.2" / "zqText";
     for (const char *name : {"zqText.exe", "zqStage.exe"})
@@ -28,10 +30,15 @@ TEST_F(Service, ReportsFromTheStartToTheRunsEnd) {
                        starting + running + stopped(1),
                        1}});
     for (const Case &each : cases) {
-        ServiceManager manager(folder,
-                               start(each.options, {{"ZQHOST_FAIL", "CreateProcessW:late"}}));
+        const std::filesystem::path log = folder / "debug";
+        ServiceManager manager(
+            folder, start(each.options, {{"ZQHOST_FAIL", "CreateProcessW:late,FormatMessageW:late"},
+                                         {"ZQHOST_DEBUG_LOG", log.string()}}));
         EXPECT_EQ(manager.wait(), each.exitCode);
         EXPECT_EQ(manager.reports(), each.reports);
+        const std::string end = each.reports.find(running) != each.reports.npos ? "Done" : "Exit";
+        EXPECT_EQ(readFile(log), onWindows || each.reports == starting ? "" : message + end + "\n");
+        std::filesystem::remove(log);
     }
 }
 

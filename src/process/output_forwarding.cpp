@@ -29,14 +29,11 @@ DWORD readChunk(HANDLE pipe, Chunk &chunk) {
 }
 
 // Past the C library, whose text mode would put a carriage return before each line feed. Nothing is
-// buffered on the way.
+// buffered on the way, and one call writes all or fails. Writing nothing could end a reader's read.
 void writeToStandardOutput(const char *text, DWORD size) {
-    const HANDLE output = ::GetStdHandle(STD_OUTPUT_HANDLE);
     DWORD written = 0;
-    while (size > 0 && ::WriteFile(output, text, size, &written, nullptr) != 0 && written > 0) {
-        text += written;
-        size -= written;
-    }
+    if (size > 0)
+        ::WriteFile(::GetStdHandle(STD_OUTPUT_HANDLE), text, size, &written, nullptr);
 }
 
 } // namespace

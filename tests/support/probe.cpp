@@ -67,6 +67,7 @@ int main(int argc, char **argv) {
         {"await",
          [](const auto &file) { waitUntil([&] { return std::filesystem::exists(file); }); }},
         {"print", print},
+        {"input", [](const auto &) { std::cin.get(); }},
         {"printerr", [](const auto &text) { std::cerr << text << std::flush; }},
         {"type", [](const auto &file) { print(readFile(file)); }},
         {"child",
