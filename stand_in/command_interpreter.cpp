@@ -21,6 +21,7 @@ int runProgram(const std::string &text) {
         text.substr(begin, text.find_first_of(quoted ? "\"" : nameEnds, 1) - begin);
     std::u16string commandLine = stand_in::toWide(text);
     STARTUPINFOW startup{};
+    startup.cb = sizeof startup;
     PROCESS_INFORMATION information{};
     DWORD exitCode = 1;
     const bool found = PathFileExistsW(stand_in::toWide(name).c_str()) ||

@@ -101,11 +101,12 @@ DWORD stand_in::openPipe(const std::string &path, std::shared_ptr<Object> &clien
     return ERROR_SUCCESS;
 }
 
-HANDLE CreateNamedPipeW(LPCWSTR name, DWORD openMode, DWORD pipeMode, DWORD, DWORD, DWORD, DWORD,
-                        LPSECURITY_ATTRIBUTES) {
+HANDLE CreateNamedPipeW(LPCWSTR name, DWORD openMode, DWORD pipeMode, DWORD, DWORD outBufferSize,
+                        DWORD, DWORD, LPSECURITY_ATTRIBUTES) {
     const std::string path = stand_in::toNarrow(name);
     if (stand_in::fails("CreateNamedPipeW",
-                        openMode != PIPE_ACCESS_OUTBOUND || !stand_in::isPipePath(path) ||
+                        openMode != PIPE_ACCESS_OUTBOUND || outBufferSize == 0 ||
+                            !stand_in::isPipePath(path) ||
                             pipeMode != (PIPE_TYPE_MESSAGE | PIPE_REJECT_REMOTE_CLIENTS)))
         return INVALID_HANDLE_VALUE;
     stand_in::Descriptor listener(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));

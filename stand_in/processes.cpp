@@ -186,16 +186,19 @@ DWORD startHeld(const Plan &plan, const stand_in::Tether &tether,
     return ERROR_SUCCESS;
 }
 
-bool isUnserved(LPCWSTR application, LPCWSTR currentDirectory, DWORD flags) {
-    return application || currentDirectory || (flags & ~knownFlags) != 0;
+bool isUnserved(LPCWSTR application, LPCWSTR currentDirectory, DWORD flags,
+                const STARTUPINFOW &startup) {
+    return application || currentDirectory || (flags & ~knownFlags) != 0 ||
+           startup.cb != sizeof startup;
 }
 
 BOOL start(LPWSTR commandLine, BOOL inheritHandles, DWORD flags, LPVOID environment,
-           const STARTUPINFOW &startup, PROCESS_INFORMATION &information) {
+           const STARTUPINFOW &startup, PROCESS_INFORMATION &information, bool byLinkedToken) {
     stand_in::note(stand_in::toNarrow(commandLine) + " is created with flags " +
-                   std::to_string(flags) + " and " + std::to_string(startup.dwFlags) +
-                   (inheritHandles ? ", inheriting" : "") +
-                   (startup.lpDesktop ? ", " + stand_in::toNarrow(startup.lpDesktop) : ""));
+                   std::to_string(flags) + ", " + std::to_string(startup.dwFlags) + " and " +
+                   std::to_string(startup.wShowWindow) + (inheritHandles ? ", inheriting" : "") +
+                   (startup.lpDesktop ? ", " + stand_in::toNarrow(startup.lpDesktop) : "") +
+                   (byLinkedToken ? ", linked token" : ""));
     Plan plan;
     plan.newConsole = (flags & CREATE_NEW_CONSOLE) != 0;
     planStandardStreams(plan, startup, inheritHandles);
@@ -235,18 +238,22 @@ BOOL CreateProcessW(LPCWSTR application, LPWSTR commandLine, LPSECURITY_ATTRIBUT
                     LPSECURITY_ATTRIBUTES, BOOL inheritHandles, DWORD flags, LPVOID environment,
                     LPCWSTR currentDirectory, STARTUPINFOW *startup,
                     PROCESS_INFORMATION *information) {
-    return !stand_in::fails("CreateProcessW", isUnserved(application, currentDirectory, flags)) &&
-           start(commandLine, inheritHandles, flags, environment, *startup, *information);
+    return !stand_in::fails("CreateProcessW",
+                            isUnserved(application, currentDirectory, flags, *startup)) &&
+           start(commandLine, inheritHandles, flags, environment, *startup, *information,
+                 /*byLinkedToken=*/false);
 }
 
 BOOL CreateProcessAsUserW(HANDLE token, LPCWSTR application, LPWSTR commandLine,
                           LPSECURITY_ATTRIBUTES, LPSECURITY_ATTRIBUTES, BOOL inheritHandles,
                           DWORD flags, LPVOID environment, LPCWSTR currentDirectory,
                           STARTUPINFOW *startup, PROCESS_INFORMATION *information) {
-    return !stand_in::fails("CreateProcessAsUserW",
-                            isUnserved(application, currentDirectory, flags)) &&
-           stand_in::find<stand_in::Token>(token) &&
-           start(commandLine, inheritHandles, flags, environment, *startup, *information);
+    if (stand_in::fails("CreateProcessAsUserW",
+                        isUnserved(application, currentDirectory, flags, *startup)))
+        return FALSE;
+    const auto user = stand_in::find<stand_in::Token>(token);
+    return user && start(commandLine, inheritHandles, flags, environment, *startup, *information,
+                         user->isLinked);
 }
 
 DWORD ResumeThread(HANDLE thread) {

@@ -37,9 +37,15 @@ BOOL WTSQueryUserToken(DWORD session, HANDLE *token) {
     return TRUE;
 }
 
-BOOL GetTokenInformation(HANDLE token, TOKEN_INFORMATION_CLASS, LPVOID, DWORD, LPDWORD needed) {
-    if (stand_in::fails("GetTokenInformation") || !stand_in::find<stand_in::Token>(token))
+BOOL GetTokenInformation(HANDLE token, TOKEN_INFORMATION_CLASS, LPVOID information, DWORD size,
+                         LPDWORD needed) {
+    if (stand_in::fails("GetTokenInformation"))
         return FALSE;
+    const auto found = stand_in::find<stand_in::Token>(token);
     *needed = sizeof(TOKEN_LINKED_TOKEN);
-    return stand_in::resultOf(ERROR_NO_SUCH_LOGON_SESSION);
+    if (!found || size < *needed)
+        return stand_in::resultOf(ERROR_INSUFFICIENT_BUFFER);
+    static_cast<TOKEN_LINKED_TOKEN *>(information)->LinkedToken =
+        stand_in::insert(std::make_shared<stand_in::Token>(found->user, /*linked=*/true));
+    return TRUE;
 }

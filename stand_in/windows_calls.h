@@ -48,6 +48,7 @@ inline constexpr DWORD ERROR_NO_MORE_FILES = 18;
 inline constexpr DWORD ERROR_GEN_FAILURE = 31;
 inline constexpr DWORD ERROR_NOT_SUPPORTED = 50;
 inline constexpr DWORD ERROR_BROKEN_PIPE = 109;
+inline constexpr DWORD ERROR_INSUFFICIENT_BUFFER = 122;
 inline constexpr DWORD ERROR_BAD_EXE_FORMAT = 193;
 inline constexpr DWORD ERROR_PIPE_BUSY = 231;
 inline constexpr DWORD ERROR_PIPE_NOT_CONNECTED = 233;
@@ -55,7 +56,6 @@ inline constexpr DWORD ERROR_MR_MID_NOT_FOUND = 317;
 inline constexpr DWORD ERROR_PIPE_CONNECTED = 535;
 inline constexpr DWORD ERROR_NO_TOKEN = 1008;
 inline constexpr DWORD ERROR_FAILED_SERVICE_CONTROLLER_CONNECT = 1063;
-inline constexpr DWORD ERROR_NO_SUCH_LOGON_SESSION = 1312;
 inline constexpr DWORD ERROR_INVALID_THREAD_ID = 1444;
 
 DWORD GetLastError();
@@ -224,7 +224,7 @@ struct TOKEN_LINKED_TOKEN {
 
 DWORD WTSGetActiveConsoleSessionId();
 BOOL WTSQueryUserToken(DWORD session, HANDLE *token);
-// No token here has a linked one.
+// A linked token has no rights here that the other has not.
 BOOL GetTokenInformation(HANDLE token, TOKEN_INFORMATION_CLASS informationClass, LPVOID information,
                          DWORD size, LPDWORD needed);
 // The block is opaque; DestroyEnvironmentBlock releases it.

@@ -103,22 +103,11 @@ TEST_F(LaunchTest, RootIsFourLevelsAboveTheExecutableOrTheDefault) {
     }
 }
 
-TEST_F(LaunchTest, DaemonGetsItsConfigurationAndNoToolVariables) {
+TEST_F(LaunchTest, DaemonIsToldOfDebugLog) {
     placeProgram(probeProgram, framework / "bin" / "dbus-daemon.exe");
-    writeFile(framework / "bin" / "dbus-daemon.todo", reportTo("daemon") + " exit=8");
-    LauncherRun run(folder, start({"--ipc", "-f", "9.9", "-u", "5", "-s", "-t", "zqNone", "-d"},
-                                  {{"DBUS_SESSION_BUS_ADDRESS", "as it was"}, {"PATH", "A"}}));
-    EXPECT_EQ(run.wait(), 8u);
-    Report daemon = readReport("daemon");
-    const std::string directory = root + "\\frameworks\\5.15.2";
-    EXPECT_EQ(daemon["line"], directory + "\\bin\\dbus-daemon.exe  --config-file=" + directory +
-                                  "\\share\\dbus-1\\system.conf");
-    EXPECT_EQ(daemon["pipes"], "0"); // its output isn't forwarded
-    EXPECT_EQ(daemon["DBUS_SESSION_BUS_ADDRESS"], "as it was");
-    EXPECT_EQ(daemon["ZQ_LOG_ENABLE_STDOUT"], "1");
-    for (const char *name : {"ZQ_FW_VERSION", "ZQ_TOOL_VERSION", "QTDIR", "QT_PLUGIN_PATH"})
-        EXPECT_EQ(daemon.count(name), 0u) << name;
-    EXPECT_EQ(daemon["PATH"].find("frameworks"), std::string::npos);
+    writeFile(framework / "bin" / "dbus-daemon.todo", reportTo("daemon"));
+    EXPECT_EQ(LauncherRun(folder, start({"-i", "-d"})).wait(), 0u);
+    EXPECT_EQ(readReport("daemon")["ZQ_LOG_ENABLE_STDOUT"], "1");
 }
 
 // Each chunk is forwarded up to its first zero byte. The tool goes on when what it has written is
@@ -171,7 +160,7 @@ TEST_F(LaunchTest, ShellRunsInTheToolsEnvironment) {
             EXPECT_EQ(tool.at("PROMPT"), "(zqshell,ver=7.1,fw=current)$P$G");
             EXPECT_THAT(run.output(), HasSubstr("(zqshell,ver=7.1,fw=current)Z:\\"));
             EXPECT_THAT(readFile(log), HasSubstr("cmd.exe" + (isTyped ? "" : "  /K " + command) +
-                                                 " is created with flags 4 and 0\n"));
+                                                 " is created with flags 4, 0 and 0\n"));
         }
         std::filesystem::remove(folder / "tool");
         std::filesystem::remove(log);

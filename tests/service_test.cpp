@@ -37,7 +37,9 @@ TEST_F(Service, ReportsFromTheStartToTheRunsEnd) {
         EXPECT_EQ(manager.wait(), each.exitCode);
         EXPECT_EQ(manager.reports(), each.reports);
         const std::string end = each.reports.find(running) != each.reports.npos ? "Done" : "Exit";
-        EXPECT_EQ(readFile(log), onWindows || each.reports == starting ? "" : message + end + "\n");
+        EXPECT_THAT(
+            readFile(log),
+            testing::EndsWith(onWindows || each.reports == starting ? "" : message + end + "\n"));
         std::filesystem::remove(log);
     }
 }
@@ -60,7 +62,12 @@ TEST_F(Service, StopAsksTheToolAndTakesBoundedTime) {
         manager.control(SERVICE_CONTROL_STOP);
         EXPECT_EQ(manager.wait(), exitCode);
         const auto took = std::chrono::steady_clock::now() - begin;
-        EXPECT_GE(took, answers ? 0ms : 4900ms);
+        if (answers) // the launch ends a second after the word
+            EXPECT_GE(std::filesystem::file_time_type::clock::now() -
+                          last_write_time(folder / "word"),
+                      500ms);
+        else
+            EXPECT_GE(took, 4900ms);
         EXPECT_LE(took, !answers ? 9000ms : onWindows ? 7000ms : 6500ms);
         EXPECT_EQ(manager.reports(), untilStop + stopped(exitCode));
         EXPECT_TRUE(waitUntil([&] { return !isRunning(); }));
