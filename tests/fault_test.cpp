@@ -102,12 +102,11 @@ struct FaultRun {
     }
     LauncherRun &launcher() { return console ? *console : *manager->launcher(); }
     std::string calls() const { return readFile(callLog); }
-    // Sends the stop once it is due; true when the run has ended.
+    // Sends the stop once it is due, until it is taken; true when the run has ended.
     bool advance() {
-        if (manager && !stopSent && calls().find("\nPeekMessageW") != std::string::npos) {
+        if (manager && calls().find("\nPeekMessageW") != std::string::npos &&
+            manager->reports().find(stopping) == std::string::npos)
             manager->control(SERVICE_CONTROL_STOP);
-            stopSent = true;
-        }
         return launcher().hasEnded();
     }
     std::string status() {
@@ -134,7 +133,6 @@ struct FaultRun {
     std::filesystem::path callLog, debugLog, word;
     std::unique_ptr<LauncherRun> console;
     std::unique_ptr<ServiceManager> manager;
-    bool stopSent = false;
 };
 
 class Faults : public LaunchTest, public testing::WithParamInterface<Scenario> {

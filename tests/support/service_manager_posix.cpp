@@ -39,7 +39,7 @@ std::string ServiceManager::reports() {
 }
 
 void ServiceManager::control(DWORD code) {
-    ::send(host->socket, &code, sizeof code, MSG_NOSIGNAL);
+    ::send(host->socket, &code, sizeof code, MSG_NOSIGNAL | MSG_DONTWAIT);
 }
 
 void ServiceManager::leave() {
