@@ -3,12 +3,10 @@
 #include <algorithm>
 #include <list>
 #include <regex>
-#include <sstream>
 
 using namespace testing_support;
 using namespace std::chrono_literals;
 using testing::HasSubstr;
-using testing::Not;
 
 // Each call that a kind of run makes fails once, or comes late. For Linux: Windows lets no call
 // fail at will.
@@ -121,12 +119,9 @@ struct FaultRun {
         std::string everything = launcher().output() + launcher().errors() + readFile(debugLog) +
                                  (manager ? manager->reports() : "") + readFile(word);
         const std::size_t printed = std::erase(everything, '#');
-        std::istringstream all(everything);
-        std::string kept;
-        for (std::string line; std::getline(all, line);)
-            if (withQueries || !line.starts_with("WTSQueryUserToken1"))
-                kept += line + "\n";
-        return kept + std::string(printed, '#');
+        if (!withQueries)
+            everything = std::regex_replace(everything, std::regex("WTSQueryUserToken1.*\n"), "");
+        return everything + std::string(printed, '#');
     }
 
     std::string call, row; // as in the table
@@ -138,14 +133,10 @@ struct FaultRun {
 class Faults : public LaunchTest, public testing::WithParamInterface<Scenario> {
 protected:
     FaultRun run(const std::string &call, const std::string &effect) const {
-        LauncherStart launch = start(GetParam().options);
+        LauncherStart launch{.arguments = GetParam().options, .program = launcher};
         std::string &last = launch.arguments.back();
         if (const std::size_t at = last.find('%'); at != last.npos) // a file of the run's own
             last.replace(at, 1, (folder / ("word" + call + effect)).string());
-        if (GetParam().name == "list") {
-            launch.arguments = GetParam().options;
-            launch.program = launcher;
-        }
         return {folder, launch, GetParam().name == "service", call, effect};
     }
     // The runs with the effect on each call, ended but for those that are to wait.
@@ -182,9 +173,8 @@ TEST_P(Faults, EachCallOfARunFailsOnceOrComesLate) {
     EXPECT_THAT(usualText, HasSubstr(GetParam().text));
     for (const std::string &call : GetParam().calls)
         EXPECT_THAT(unharmed.calls(), HasSubstr(call));
-    std::istringstream log(unharmed.calls());
     std::map<std::string, int> calls;
-    for (std::string call; std::getline(log, call);)
+    for (const std::string &call : split(unharmed.calls(), "\n"))
         if (call.find(' ') == call.npos) // else it can't fail
             ++calls[call];
     for (const auto &[call, count] : calls)
@@ -209,7 +199,7 @@ TEST_P(Faults, EachCallOfARunFailsOnceOrComesLate) {
         else if (row.text.starts_with(onErrors))
             expected = HasSubstr(row.text.substr(onErrors.size()));
         else if (row.text == silent)
-            expected = Not(HasSubstr("#"));
+            expected = testing::Not(HasSubstr("#"));
         else if (row.text.ends_with('$'))
             expected = testing::EndsWith(row.text.substr(0, row.text.size() - 1));
         EXPECT_THAT(text, expected);

@@ -143,16 +143,17 @@ TEST_F(LaunchTest, ForwardedToolHasASilentInput) {
 TEST_F(LaunchTest, ShellRunsInTheToolsEnvironment) {
     for (const char *tool : {"zqStage", "zqLauncher"})
         writeFile(tools / "7.1" / tool / ".qtinfo", "none");
-    const std::string command = windowsPath(probeProgram) + " " + reportTo("tool");
     for (const bool isTyped : {false, true}) {
-        const std::filesystem::path log = folder / "calls";
+        const std::string report = isTyped ? "typed" : "given";
+        const std::string command = windowsPath(probeProgram) + " " + reportTo(report);
+        const std::filesystem::path log = folder / (report + "calls");
         LauncherStart launch = start(
             {"-s", "-p", "7.1", "-t", "zqStage", "-b", "X:\\none", "-k", isTyped ? "" : command},
             {{"ZQHOST_CALL_LOG", log.string()}});
         launch.input = (isTyped ? command + "\n" : "") + "exit 5\n";
         LauncherRun run(folder, launch);
         EXPECT_EQ(run.wait(), 5u);
-        const Report tool = readReport("tool");
+        const Report tool = readReport(report);
         EXPECT_EQ(tool.at("ZQ_TOOL_VERSION"), "7.1");
         EXPECT_EQ(tool.at("ZQ_FW_VERSION"), "current");
         EXPECT_THAT(tool.at("PATH"), StartsWith(root + "\\tools\\7.1\\zqLauncher;"));
@@ -162,8 +163,6 @@ TEST_F(LaunchTest, ShellRunsInTheToolsEnvironment) {
             EXPECT_THAT(readFile(log), HasSubstr("cmd.exe" + (isTyped ? "" : "  /K " + command) +
                                                  " is created with flags 4, 0 and 0\n"));
         }
-        std::filesystem::remove(folder / "tool");
-        std::filesystem::remove(log);
     }
 }
 
@@ -198,7 +197,6 @@ TEST_F(LaunchTest, AbruptEndAtAnyMomentOfTheLaunchLeavesNothing) {
 
 TEST_F(LaunchTest, UserSessionStartWaitsForAUserAndGivesThatUsersEnvironment) {
     const std::filesystem::path user = folder / "console_user";
-    std::filesystem::permissions(folder.path(), std::filesystem::perms::all);
     LauncherStart launch = start({"-u", "1", "-n", "-t", "zqStage", "-a", reportTo("tool")});
     if (!onWindows) // somebody is always at Wine's console
         launch.environment = {{"ZQHOST_CONSOLE_USER", user.string()},
@@ -208,14 +206,13 @@ TEST_F(LaunchTest, UserSessionStartWaitsForAUserAndGivesThatUsersEnvironment) {
     if (!onWindows) {
         EXPECT_TRUE(run.awaitOutput("WTSQueryUserToken01008\nWTSQueryUserToken01008\n"));
         EXPECT_FALSE(std::filesystem::exists(folder / "tool"));
-        EXPECT_TRUE(runShell("id -un >'" + user.string() + "_' && mv '" + user.string() + "_' '" +
-                             user.string() + "'"));
+        writeFile(user, "somebody");
     }
     EXPECT_EQ(run.wait(), 0u);
     const Report tool = readReport("tool");
     EXPECT_EQ(tool.at("ZQ_FW_VERSION"), "current");
     EXPECT_THAT(readFile(folder / "calls"), testing::Not(HasSubstr("GetTokenInformation")));
-    EXPECT_TRUE(onWindows || tool.at("USER") + "\n" == readFile(user));
+    EXPECT_TRUE(onWindows || tool.at("USER") == "somebody");
 }
 
 // A Linux shell makes each tree, and the root is relative with a detour in it. The documentation
