@@ -21,8 +21,8 @@ SERVICE_STATUS_HANDLE g_ServiceStatusHandle = nullptr;
 HANDLE g_ServiceStopEvent = INVALID_HANDLE_VALUE;
 
 // The one status record. It has one user at a time, so that no stop is reported amid or after the
-// end: ServiceMain until it reports running, from then on whoever takes it first, the handler for the
-// length of one control or ServiceMain for good.
+// end: ServiceMain until it reports running, from then on whoever takes it first, the handler for
+// the length of one control or ServiceMain for good.
 SERVICE_STATUS g_ServiceStatus = {};
 std::atomic<bool> g_StatusIsFree = false;
 
