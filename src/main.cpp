@@ -6,8 +6,8 @@
 #include <iostream>
 
 int main(int argc, char *argv[]) {
-    // A line then reaches the system in one piece if it fits the stream's buffer. Through the C
-    // library's own streams, a console would get it in several.
+    // A line on the standard output then reaches the system in one piece if it fits the stream's
+    // buffer. Through the C library's stream, a console would get it in several.
     std::ios::sync_with_stdio(false);
 
     ServiceContext context;

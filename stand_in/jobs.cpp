@@ -36,7 +36,7 @@ DWORD Job::assign(const stand_in::Process &process) {
 HANDLE CreateJobObjectW(LPSECURITY_ATTRIBUTES, LPCWSTR name) {
     if (stand_in::fails("CreateJobObjectW", name != nullptr))
         return nullptr;
-    SetLastError(ERROR_SUCCESS); // as the system does; an older error would print a token's line
+    SetLastError(ERROR_SUCCESS); // as the system does; the launcher reports an older error
     return stand_in::insert(std::make_shared<Job>());
 }
 

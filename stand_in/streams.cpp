@@ -21,10 +21,13 @@ DWORD stand_in::Stream::read(void *buffer, DWORD size, DWORD &count) {
 }
 
 DWORD stand_in::Stream::write(const void *bytes, DWORD size, DWORD &count) {
-    const ssize_t written = ::write(m_descriptor.get(), bytes, size);
-    if (written < 0)
-        return lastErrorOf(errno);
-    count = static_cast<DWORD>(written);
+    for (count = 0; count < size;) {
+        const ssize_t written =
+            ::write(m_descriptor.get(), static_cast<const char *>(bytes) + count, size - count);
+        if (written < 0)
+            return lastErrorOf(errno);
+        count += static_cast<DWORD>(written);
+    }
     return ERROR_SUCCESS;
 }
 

@@ -42,8 +42,10 @@ BOOL GetTokenInformation(HANDLE token, TOKEN_INFORMATION_CLASS, LPVOID informati
     if (stand_in::fails("GetTokenInformation"))
         return FALSE;
     const auto found = stand_in::find<stand_in::Token>(token);
+    if (!found)
+        return FALSE;
     *needed = sizeof(TOKEN_LINKED_TOKEN);
-    if (!found || size < *needed)
+    if (size < *needed)
         return stand_in::resultOf(ERROR_INSUFFICIENT_BUFFER);
     static_cast<TOKEN_LINKED_TOKEN *>(information)->LinkedToken =
         stand_in::insert(std::make_shared<stand_in::Token>(found->user, /*linked=*/true));

@@ -134,10 +134,11 @@ TEST_F(LaunchTest, ForwardsOutputByteForByteWhileTheToolRuns) {
 }
 
 TEST_F(LaunchTest, ForwardedToolHasASilentInput) {
-    LauncherRun run(folder, start({"-o", "-t", "zqStage", "-a", "print=runs input"}));
+    LauncherRun run(folder,
+                    start({"-o", "-t", "zqStage", "-a", "print=runs input print=over sleep=300"}));
     EXPECT_TRUE(run.awaitOutput("runs"));
     std::this_thread::sleep_for(std::chrono::milliseconds(300));
-    EXPECT_FALSE(run.hasEnded());
+    EXPECT_EQ(run.output(), "runs");
 }
 
 TEST_F(LaunchTest, ShellRunsInTheToolsEnvironment) {
@@ -180,6 +181,7 @@ TEST_F(LaunchTest, AbruptEndOfTheLauncherEndsTheToolAndNotItsChild) {
     EXPECT_TRUE(waitUntil([&] { return !isRunning("sleep=30001"); }));
     EXPECT_TRUE(isRunning("childend"));
     writeFile(folder / "childend", "");
+    EXPECT_TRUE(waitUntil([&] { return !isRunning("childend"); }));
 }
 
 // Only between its resume and its assignment to the job is a tool on its own.
@@ -221,10 +223,10 @@ TEST_F(LaunchTest, ListingFollowsCurrentAndListsPlainDirectoriesAlone) {
     const std::string outside =
         "Warning: the 'current' version is pointing to a package outside of the install directory. "
         "This is strongly discouraged and not supported!\n";
-    // The longest target that is followed, and one longer.
     const std::filesystem::path list = tree / "list", hidden = list / "frameworks" / "hidden";
     const std::string path = unixPath(list) + "/frameworks", x(250, 'x');
     const std::string y(511 - std::string("\\\\?\\Z:").size() - path.size() - 252, 'y');
+    // The longest target that is followed, and one longer.
     const std::string near = x + "/" + y, far = near + "y";
     struct Case {
         std::string commands, output, errors;

@@ -7,8 +7,6 @@ namespace {
 
 class Service : public LaunchTest {};
 
-const std::string message = "Larkstone Launcher (Service Mode): ServiceMain: ";
-
 TEST_F(Service, ReportsFromTheStartToTheRunsEnd) {
     const std::filesystem::path text = tools / "7.2" / "zqText";
     for (const char *name : {"zqText.exe", "zqStage.exe"})
@@ -22,10 +20,11 @@ TEST_F(Service, ReportsFromTheStartToTheRunsEnd) {
                             {{"-c"}, starting + stopped(0), 0},
                             {{"-t", "zqNone"}, starting + stopped(1), 1},
                             {{"-t", "zqText"}, starting + stopped(1), 1}};
-    if (!onWindows) // Wine's manager waits for a process that goes, and no call comes late there
+    // For Linux: Wine's manager doesn't notice a process that goes, and no call comes late there.
+    if (!onWindows)
         cases.insert(cases.end(),
                      {{{"-u", "abc"}, starting, 1},
-                      // It runs with its start-up tool, before the tool can't be started.
+                      // It runs from its start-up tool on; the start of the tool then fails.
                       {{"-u", "0", "-t", "zqStage", "-b", windowsPath(text)},
                        starting + running + stopped(1),
                        1}});
@@ -37,9 +36,8 @@ TEST_F(Service, ReportsFromTheStartToTheRunsEnd) {
         EXPECT_EQ(manager.wait(), each.exitCode);
         EXPECT_EQ(manager.reports(), each.reports);
         const std::string end = each.reports.find(running) != each.reports.npos ? "Done" : "Exit";
-        EXPECT_THAT(
-            readFile(log),
-            testing::EndsWith(onWindows || each.reports == starting ? "" : message + end + "\n"));
+        EXPECT_TRUE(onWindows || each.reports == starting ||
+                    readFile(log).find("ServiceMain: " + end + "\n") != std::string::npos);
         std::filesystem::remove(log);
     }
 }

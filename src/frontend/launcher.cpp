@@ -99,6 +99,7 @@ std::int32_t runLauncher(const std::string &name, const std::string &version, st
     ApplicationFrame frame(name, version, argc, argv);
     LaunchOptions options;
     try {
+        // The parser keeps pointers to these, and isn't used after this block.
         CommandLineOptions given(frame.cmdLine);
         if (frame.parseCommandLine() == ParseVersionPrinted)
             return 0;

@@ -64,8 +64,9 @@ bool testFramework(const FrameworkPaths &paths) {
     return true;
 }
 
-// Chooses the framework version and sets the variables of a tool or shell, its directory in PATH.
-// The end of PATH is added by startAndWait. Returns false if the framework isn't there.
+// Chooses the framework version and sets the variables that tools and shells share, but for the end
+// of PATH, which startAndWait appends. PATH then begins with the directory and the framework's
+// libraries. Returns false if the framework isn't there.
 bool prepareEnvironment(LaunchOptions &options, const std::string &directory) {
     options.frameworkVersion = cleanVersionText(options.frameworkVersion);
     if (options.frameworkVersion.empty())
@@ -79,7 +80,7 @@ bool prepareEnvironment(LaunchOptions &options, const std::string &directory) {
 }
 
 // The tool's name counts for a shell too: main tools have the start-up tool run ahead, and
-// zqStageWatch is for users with full rights.
+// zqStageWatch runs with the user's full rights.
 std::int32_t startAndWait(const LaunchOptions &options, const std::string &executable,
                           const std::vector<std::string> &arguments) {
     appendSharedDirectories();

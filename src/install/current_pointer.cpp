@@ -6,8 +6,8 @@
 #include <iostream>
 
 CurrentPointerState readCurrentPointer(const std::string &path, std::string &versionOrPath) {
-    // Nothing tests before whether there is an entry: a missing one counts as a link here, and ends
-    // as CurrentMissing below, like a link whose target has gone.
+    // Whether the entry exists isn't tested first: a missing one counts as a link here, and ends as
+    // CurrentMissing below, like a link whose target has gone.
     if (!hasReparseAttribute(path))
         return CurrentNotLink;
     const std::string target = resolveFinalPath(path);

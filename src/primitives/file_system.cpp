@@ -32,9 +32,8 @@ bool fileExists(const std::string &path) {
 }
 
 std::string ownModulePath() {
-    char buffer[MAX_PATH] = {}; // the system ends a path that it cuts with a zero
-    ::GetModuleFileNameA(nullptr, buffer, MAX_PATH);
-    return buffer;
+    char buffer[MAX_PATH] = {}; // a path that is cut still ends in a zero
+    return ::GetModuleFileNameA(nullptr, buffer, MAX_PATH) != 0 ? buffer : "";
 }
 
 bool isExecutableName(const std::string &path) {
@@ -46,8 +45,8 @@ bool isExecutableName(const std::string &path) {
 }
 
 bool hasReparseAttribute(const std::string &path) {
-    // Not compared with INVALID_FILE_ATTRIBUTES, which has all bits set: callers rest on it that a
-    // missing path counts as a link.
+    // Not compared with INVALID_FILE_ATTRIBUTES, which has all bits set: callers rely on a missing
+    // path counting as a link.
     return (::GetFileAttributesW(widen(path).c_str()) & FILE_ATTRIBUTE_REPARSE_POINT) != 0;
 }
 

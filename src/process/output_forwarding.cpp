@@ -29,7 +29,8 @@ DWORD readChunk(HANDLE pipe, Chunk &chunk) {
 }
 
 // Past the C library, whose text mode would put a carriage return before each line feed. Nothing is
-// buffered on the way, and one call writes all or fails. Writing nothing could end a reader's read.
+// buffered on the way, and a call that doesn't fail writes all. A write of no bytes could look like
+// the end of the output to its reader.
 void writeToStandardOutput(const char *text, DWORD size) {
     DWORD written = 0;
     if (size > 0)
@@ -41,7 +42,7 @@ void writeToStandardOutput(const char *text, DWORD size) {
 void forwardOutput(std::weak_ptr<ProcessInfo> process, std::promise<void> begun) {
     const std::shared_ptr<ProcessInfo> info = process.lock();
     if (info == nullptr || !info->redirectOutput || info->finished)
-        return; // the promise's end makes it ready, if only for wait()
+        return; // the end of the promise makes it ready; get() would throw
     begun.set_value();
     do {
         std::this_thread::sleep_for(passPause);

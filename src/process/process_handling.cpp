@@ -12,10 +12,10 @@ namespace ProcessHandling {
 
 namespace {
 
-constexpr DWORD waitPauseMs = 1000; // the service's poll must be slower: see stopPollPauseMs
+constexpr DWORD waitPauseMs = 1000; // shorter than the service's stopPollPauseMs, for its sake
 constexpr DWORD readyPollPauseMs = 1;
 
-// The record of the latest start, or the first whose process was created. Not owned.
+// The first record whose process was created; until there is one, the latest. Not owned.
 std::atomic<ProcessInfo *> currentProcessInfo = nullptr;
 
 // The service polls for a created process, and would miss that of the start-up tool if the tool's

@@ -61,7 +61,8 @@ std::string joinArguments(const std::vector<std::string> &arguments);
 //
 // userId: above 0, waits for a user at the console and starts the process in that user's session.
 // redirectOutput: what the process writes is copied to the launcher's standard output.
-// newConsole: the process gets a console of its own. hideWindow: no console of it is shown.
+// newConsole: the process gets a console of its own. hideWindow: its window or console is hidden;
+// with a userId above 0 it has no console window at all.
 // name: stored only.
 // useLinkedToken: with a userId above 0, uses the user's linked token if there is one.
 // useJob: the process ends with the launcher. Without it, it leaves any job of the launcher.
@@ -85,10 +86,9 @@ std::int32_t exitStatusOf(std::shared_ptr<ProcessInfo> info);
 // output.
 void closeProcess(std::shared_ptr<ProcessInfo> info);
 
-// The progress of the latest startProcess, or of the first that has created its process; false
-// before the first one, and as long as there was no attempt to create one. Safe on any thread. Once
-// isLaunchDone is true, isLaunchFailed is the outcome, unless that is true and another start
-// begins.
+// Whether startProcess has tried to create a process, and whether it failed; both are false before.
+// They stay as they are once a process was created. After a failure, the next startProcess begins
+// anew. Safe on any thread.
 bool isLaunchDone();
 bool isLaunchFailed();
 

@@ -123,13 +123,13 @@ std::string systemText(DWORD code) {
 
 // A question mark for each unit beyond ASCII: a wide stream would refuse the whole line.
 std::string printable(const std::basic_string<WCHAR> &text) {
-    std::string result(text.size(), '?');
-    std::transform(text.begin(), text.end(), result.begin(),
-                   [](WCHAR unit) { return unit <= 0x7F ? static_cast<char>(unit) : '?'; });
+    std::string result;
+    for (const WCHAR unit : text)
+        result += unit <= 0x7F ? static_cast<char>(unit) : '?';
     return result;
 }
 
-// The line names one call for both ways of starting: so other programs know it.
+// Both ways of starting report this name of a call: other programs rely on the text.
 void reportFailedCreation(DWORD error, const std::basic_string<WCHAR> &commandLine) {
     std::cout << "CreateProcessAsUser Error " << error << std::endl;
     const std::string text = error != ERROR_SUCCESS ? systemText(error) : "";

@@ -25,9 +25,10 @@ struct TerminationPipe {
 void awaitBriefly(const std::atomic<bool> &flag);
 
 // Serves the pipe on a thread of its own. No flag is checked until a client connects. Returns at
-// once when stopRequested is seen, or if no client can be awaited; a second after the word was
-// sent, or the pipe couldn't be made or written to, which is reported on the debug channel. Closes
-// the pipe, unless stopRequested ends it. The record must outlive the call.
+// once when stopRequested is seen, or if no client can be awaited; otherwise a second after the
+// word was sent or couldn't be. A pipe that can't be made and a word that can't be sent are
+// reported on the debug channel. The pipe is closed, but left open if stopRequested ended the wait.
+// The record must outlive the call.
 void servePipe(TerminationPipe &pipe);
 
 } // namespace ProcessHandling

@@ -12,7 +12,8 @@ constexpr char serviceName[] = "Larkstone Launcher (Service Mode)";
 
 constexpr DWORD pollPauseMs = 1;
 // Longer than waitForProcess takes from a launch to its first look at its message queue: a request
-// to stop is lost if it comes before, as the queue is made by that look.
+// to stop is lost if it comes before, as the queue is made by that look. So are one at the very
+// moment of the report of running, and one before a tool that follows its start-up tool late.
 constexpr DWORD stopPollPauseMs = 1500;
 constexpr DWORD stopGraceMs = 5000;
 
@@ -20,9 +21,9 @@ ServiceContext *g_ServiceContext = nullptr;
 SERVICE_STATUS_HANDLE g_ServiceStatusHandle = nullptr;
 HANDLE g_ServiceStopEvent = INVALID_HANDLE_VALUE;
 
-// The one status record. It has one user at a time, so that no stop is reported amid or after the
-// end: ServiceMain until it reports running, from then on whoever takes it first, the handler for
-// the length of one control or ServiceMain for good.
+// The one status record. It has one user at a time, so that the handler can't report a stop once
+// ServiceMain reports the end: ServiceMain until it reports running, from then on whoever takes it
+// first, the handler for the length of one control or ServiceMain for good.
 SERVICE_STATUS g_ServiceStatus = {};
 std::atomic<bool> g_StatusIsFree = false;
 

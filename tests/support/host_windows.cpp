@@ -10,7 +10,8 @@
 namespace testing_support {
 namespace {
 
-// As the C runtime splits it again, for arguments that don't end in a backslash after a space.
+// As the C runtime splits it again, for arguments that don't both need quotes and end in a
+// backslash.
 std::string quoted(const std::string &argument) {
     if (!argument.empty() && argument.find_first_of(" \"") == argument.npos)
         return argument;
