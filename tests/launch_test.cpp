@@ -3,7 +3,6 @@
 #include <cstdlib>
 
 using namespace testing_support;
-using testing::EndsWith;
 using testing::HasSubstr;
 using testing::StartsWith;
 
@@ -53,7 +52,7 @@ TEST_F(LaunchTest, NothingIsInheritedAndPathHasNoEmptyEntry) {
     const std::string &path = tool.at("PATH"), end = ";" + root + "\\tools\\current\\";
     EXPECT_THAT(path,
                 StartsWith(root + "\\tools\\7.1\\zqStage;" + root + "\\frameworks\\5.15.2\\bin;"));
-    EXPECT_THAT(path, EndsWith(end + "zqLauncher\\" + end + "bin"));
+    EXPECT_THAT(path, testing::EndsWith(end + "zqLauncher\\" + end + "bin"));
     EXPECT_EQ(path.find(";;"), std::string::npos);
 }
 

@@ -155,9 +155,11 @@ TEST_F(Process, StartupToolRunsAheadOfMainToolsWithUser) {
         launch.input = "exit 6\n";
         EXPECT_EQ(LauncherRun(folder, launch).wait(), 6u);
         // In that user's session, with that user's full rights.
+        const std::string calls = readFile(log);
         EXPECT_EQ(
-            readFile(log).find("\\zqLauncher.exe -t zqPrelude is created with flags 1028, 0 and "
-                               "0, WinSta0\\Default, linked token\n") != std::string::npos,
+            calls.find("cmd.exe  /C Z:\\") != calls.npos &&
+                calls.find("\\zqLauncher.exe -t zqPrelude is created with flags 1028, 0 and 0, "
+                           "WinSta0\\Default, linked token\n") != calls.npos,
             !each.started.empty() && !onWindows);
         if (each.started.empty()) {
             EXPECT_FALSE(std::filesystem::exists(folder / "prelude"));
