@@ -8,10 +8,10 @@ namespace ProcessHandling {
 struct ProcessInfo;
 
 // Copies what the process writes to its output pipe to the launcher's standard output, on a thread
-// of its own: every 100 milliseconds one chunk of up to 4096
-// bytes, byte for byte up to its first zero byte. Ends at the first check of `finished` after a
-// read, so at most one chunk is read after it is set: what a process writes right before its end
-// can be lost. Without redirectOutput it ends at once. Keeps the record alive while it runs.
+// of its own: every 100 milliseconds one chunk of up to 4096 bytes, byte for byte up to its first
+// zero byte. Ends at the first check of `finished` after a read, so at most one chunk is read after
+// it is set: what a process writes right before its end can be lost. Without redirectOutput it ends
+// at once. Keeps the record alive while it runs.
 // `begun` becomes ready before the first read, or at once if nothing will be read.
 void forwardOutput(std::weak_ptr<ProcessInfo> process, std::promise<void> begun);
 

@@ -12,8 +12,9 @@ constexpr char serviceName[] = "Larkstone Launcher (Service Mode)";
 
 constexpr DWORD pollPauseMs = 1;
 // Longer than waitForProcess takes from a launch to its first look at its message queue: a request
-// to stop is lost if it comes before, as the queue is made by that look. So are one at the very
-// moment of the report of running, and one before a tool that follows its start-up tool late.
+// to stop is lost if it comes before, as the queue is made by that look. One that comes at the very
+// moment of the report of running, or while a tool follows its start-up tool late, is lost all the
+// same.
 constexpr DWORD stopPollPauseMs = 1500;
 constexpr DWORD stopGraceMs = 5000;
 
