@@ -81,8 +81,9 @@ TEST_F(Process, FailedCreationIsSeenAndCanBeClosed) {
     }
 }
 
-// Faults are read at a program's start, so this one starts anew.
-TEST_F(Process, FailedEnvironmentOfTheUserIsMinusOne) {
+// Faults are read at a program's start, so this one starts anew. Its abrupt end would leave a
+// folder.
+TEST(UserSession, FailedEnvironmentIsMinusOne) {
     if (onWindows)
         GTEST_SKIP() << "no call fails at will there";
     GTEST_FLAG_SET(death_test_style, "threadsafe");
