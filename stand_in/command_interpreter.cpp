@@ -69,8 +69,8 @@ struct Interpreter {
 } // namespace
 
 int main() {
-    // The one of Windows takes as long to begin. A process that has ended before it is in its job
-    // counts as a failed start.
+    // cmd.exe of Windows takes about as long to begin. A process that has ended before it is in its
+    // job counts as a failed start.
     Sleep(50);
     Interpreter interpreter;
     const std::string commandLine = stand_in::variable("ZQHOST_COMMAND_LINE").value_or("");

@@ -6,6 +6,7 @@
 #include <csignal>
 #include <cstdlib>
 #include <mutex>
+#include <new>
 #include <sstream>
 #include <string>
 #include <thread>
@@ -54,12 +55,15 @@ void readFaults(const char *text) {
 
 } // namespace
 
+void stand_in::logCall(std::string_view text) {
+    if (!watch().callLog.empty())
+        appendLine(watch().callLog, text);
+}
+
 bool stand_in::watchedCallFails(std::string_view call) {
+    logCall(call);
     Watch &watched = watch();
     std::unique_lock guard(watched.lock);
-    if (!watched.callLog.empty())
-        appendLine(watched.callLog, call);
-
     for (Fault &fault : watched.faults) {
         if (fault.call != call || fault.callsLeft == 0)
             continue;
@@ -69,6 +73,8 @@ bool stand_in::watchedCallFails(std::string_view call) {
         guard.unlock();
         if (fault.effect == "kill")
             std::raise(SIGKILL);
+        if (fault.effect == "throw")
+            throw std::bad_alloc();
         if (fault.effect == "late") {
             std::this_thread::sleep_for(std::chrono::milliseconds(300));
             return false;

@@ -3,15 +3,11 @@
 #include "stand_in/descriptor.h"
 #include "stand_in/faults.h"
 
-#include <chrono>
 #include <csignal>
 #include <mutex>
-#include <thread>
 #include <unordered_map>
 
 namespace {
-
-thread_local DWORD t_lastError = ERROR_SUCCESS;
 
 struct Entry {
     std::shared_ptr<stand_in::Object> object;
@@ -43,14 +39,6 @@ Table &table() {
 }();
 
 } // namespace
-
-DWORD GetLastError() {
-    return t_lastError;
-}
-
-void SetLastError(DWORD error) {
-    t_lastError = error;
-}
 
 HANDLE stand_in::insert(std::shared_ptr<Object> object, bool inheritable) {
     const std::lock_guard guard(table().lock);
@@ -100,9 +88,4 @@ DWORD WaitForSingleObject(HANDLE handle, DWORD milliseconds) {
         return WAIT_FAILED;
     const auto object = stand_in::find<stand_in::Object>(handle);
     return object ? object->wait(milliseconds) : WAIT_FAILED;
-}
-
-void Sleep(DWORD milliseconds) {
-    stand_in::note("Sleep " + std::to_string(milliseconds));
-    std::this_thread::sleep_for(std::chrono::milliseconds(milliseconds));
 }

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "stand_in/windows_calls.h"
+#include "stand_in/last_error.h"
 
 #include <memory>
 #include <utility>
@@ -28,14 +28,8 @@ template <class T> std::shared_ptr<T> find(HANDLE handle) {
     return object;
 }
 
-// FALSE with the last error set; TRUE for the error 0.
-inline BOOL resultOf(DWORD error) {
-    if (error != ERROR_SUCCESS)
-        SetLastError(error);
-    return error == ERROR_SUCCESS;
-}
-
-// The same for calls that open something: a new handle, or INVALID_HANDLE_VALUE.
+// What calls return that open something: a new handle, or for another error than 0
+// INVALID_HANDLE_VALUE with the last error set.
 inline HANDLE handleOrInvalid(DWORD error, std::shared_ptr<Object> object) {
     return resultOf(error) ? insert(std::move(object)) : INVALID_HANDLE_VALUE;
 }

@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <cctype>
-#include <cerrno>
 #include <climits>
 #include <sstream>
 #include <vector>
@@ -67,11 +66,4 @@ std::string stand_in::toHost(const std::string &path) {
 std::string stand_in::toGuest(std::string hostPath) {
     std::replace(hostPath.begin(), hostPath.end(), '/', '\\');
     return "Z:" + hostPath;
-}
-
-DWORD stand_in::lastErrorOf(int hostError) {
-    return hostError == ENOENT    ? ERROR_FILE_NOT_FOUND
-           : hostError == EACCES  ? ERROR_ACCESS_DENIED
-           : hostError == ENOEXEC ? ERROR_BAD_EXE_FORMAT
-                                  : ERROR_GEN_FAILURE;
 }

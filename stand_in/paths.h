@@ -7,7 +7,8 @@
 
 namespace stand_in {
 
-// Between the texts of the calls and those of the host: one unit per byte, the low 8 bits of each.
+// Convert the texts of the calls to those of the host and back: one unit per byte, the low 8 bits
+// of each unit.
 inline std::string toNarrow(std::u16string_view text) {
     return {text.begin(), text.end()};
 }
@@ -21,8 +22,5 @@ std::string fullPath(std::string path);
 std::string toHost(const std::string &path);
 // The path on drive Z: of an absolute path of the host.
 std::string toGuest(std::string hostPath);
-
-// The last error for an error number of the host.
-DWORD lastErrorOf(int hostError);
 
 } // namespace stand_in

@@ -2,9 +2,11 @@
 #include "stand_in/faults.h"
 
 #include <atomic>
+#include <chrono>
 #include <deque>
 #include <memory>
 #include <mutex>
+#include <string>
 #include <thread>
 #include <unordered_map>
 
@@ -92,4 +94,9 @@ BOOL SetEvent(HANDLE event) {
     if (found)
         found->set();
     return found != nullptr;
+}
+
+void Sleep(DWORD milliseconds) {
+    stand_in::note("Sleep " + std::to_string(milliseconds));
+    std::this_thread::sleep_for(std::chrono::milliseconds(milliseconds));
 }

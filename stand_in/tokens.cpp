@@ -4,6 +4,7 @@
 #include "stand_in/variables.h"
 
 #include <fstream>
+#include <vector>
 
 namespace {
 
@@ -49,5 +50,25 @@ BOOL GetTokenInformation(HANDLE token, TOKEN_INFORMATION_CLASS, LPVOID informati
         return stand_in::resultOf(ERROR_INSUFFICIENT_BUFFER);
     static_cast<TOKEN_LINKED_TOKEN *>(information)->LinkedToken =
         stand_in::insert(std::make_shared<stand_in::Token>(found->user, /*linked=*/true));
+    return TRUE;
+}
+
+BOOL CreateEnvironmentBlock(LPVOID *block, HANDLE token, BOOL inherit) {
+    if (stand_in::fails("CreateEnvironmentBlock", !inherit))
+        return FALSE;
+    const auto found = stand_in::find<stand_in::Token>(token);
+    if (!found)
+        return FALSE;
+    auto *variables = new stand_in::EnvironmentBlock(stand_in::allVariables());
+    std::erase_if(*variables, [](const std::string &entry) { return entry.starts_with("USER="); });
+    variables->push_back("USER=" + found->user);
+    *block = variables;
+    return TRUE;
+}
+
+BOOL DestroyEnvironmentBlock(LPVOID block) {
+    if (stand_in::fails("DestroyEnvironmentBlock"))
+        return FALSE;
+    delete static_cast<stand_in::EnvironmentBlock *>(block);
     return TRUE;
 }

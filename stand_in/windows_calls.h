@@ -75,13 +75,18 @@ inline constexpr DWORD WAIT_OBJECT_0 = 0;
 inline constexpr DWORD WAIT_TIMEOUT = 258;
 inline constexpr DWORD STILL_ACTIVE = 259;
 inline constexpr DWORD WAIT_FAILED = 0xFFFFFFFF;
-inline constexpr DWORD STD_OUTPUT_HANDLE = static_cast<DWORD>(-11);
 
 BOOL CloseHandle(HANDLE handle);
 BOOL SetHandleInformation(HANDLE handle, DWORD mask, DWORD flags);
-HANDLE GetStdHandle(DWORD which);
 DWORD WaitForSingleObject(HANDLE handle, DWORD milliseconds);
-void Sleep(DWORD milliseconds);
+
+// Console
+
+inline constexpr DWORD STD_OUTPUT_HANDLE = static_cast<DWORD>(-11);
+inline constexpr DWORD ENABLE_PROCESSED_OUTPUT = 0x1;
+
+HANDLE GetStdHandle(DWORD which);
+BOOL SetConsoleMode(HANDLE console, DWORD mode);
 
 // Environment
 
@@ -182,7 +187,6 @@ inline constexpr DWORD STARTF_USESTDHANDLES = 0x100;
 inline constexpr WORD SW_HIDE = 0;
 inline constexpr DWORD JOB_OBJECT_LIMIT_SILENT_BREAKAWAY_OK = 0x1000;
 inline constexpr DWORD JOB_OBJECT_LIMIT_KILL_ON_JOB_CLOSE = 0x2000;
-inline constexpr DWORD ENABLE_PROCESSED_OUTPUT = 0x1;
 
 // A process that a signal ended has the exit code 128 plus the signal's number.
 BOOL CreateProcessW(LPCWSTR application, LPWSTR commandLine, LPSECURITY_ATTRIBUTES process,
@@ -202,7 +206,6 @@ HANDLE CreateJobObjectW(LPSECURITY_ATTRIBUTES attributes, LPCWSTR name);
 BOOL SetInformationJobObject(HANDLE job, JOBOBJECTINFOCLASS informationClass, LPVOID information,
                              DWORD size);
 BOOL AssignProcessToJobObject(HANDLE job, HANDLE process);
-BOOL SetConsoleMode(HANDLE console, DWORD mode);
 
 // Error texts
 
@@ -247,6 +250,7 @@ HANDLE CreateThread(LPSECURITY_ATTRIBUTES attributes, SIZE_T stackSize,
 DWORD GetCurrentThreadId();
 BOOL PeekMessageW(MSG *message, HWND window, UINT first, UINT last, UINT remove);
 BOOL PostThreadMessageW(DWORD threadId, UINT message, WPARAM wParam, LPARAM lParam);
+void Sleep(DWORD milliseconds);
 HANDLE CreateEventW(LPSECURITY_ATTRIBUTES attributes, BOOL manualReset, BOOL initialState,
                     LPCWSTR name);
 BOOL SetEvent(HANDLE event);
