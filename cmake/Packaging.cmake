@@ -1,5 +1,5 @@
-# The release: three archives, each with one folder of its own, and their checksums. Administrators
-# take win64, tool authors sdk, and who debugs the launcher takes symbols.
+# The release: three archives, each with one folder of its own, and their checksums. win64 is for
+# administrators, sdk for the authors of tools, symbols for debugging the launcher.
 set(release ${PROJECT_NAME}-${PROJECT_VERSION})
 set(win64 ${release}-win64)
 set(sdk ${release}-sdk)
