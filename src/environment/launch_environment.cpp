@@ -9,19 +9,19 @@ void setVersionVariables(const std::string &toolVersion, const std::string &fram
 }
 
 FrameworkPaths frameworkPaths(const std::string &frameworkVersion) {
-    return {.directory = frameworkDirectory(frameworkVersion),
-            .library = frameworkLibraryPath(frameworkVersion),
+    return {.library = frameworkLibraryPath(frameworkVersion),
             .plugins = frameworkPluginPath(frameworkVersion),
             .qml = frameworkQmlPath(frameworkVersion)};
 }
 
-void setToolVariables(const std::string &toolDirectory, const FrameworkPaths &paths) {
+void setToolVariables(const std::string &toolDirectory, const FrameworkPaths &paths,
+                      const std::string &frameworkVersion) {
     setEnvironmentVariable("DBUS_SESSION_BUS_ADDRESS", "tcp:host=localhost,port=8245,family=ipv4");
     prependToVariable("PATH", paths.library);
     prependToVariable("PATH", toolDirectory);
     setEnvironmentVariable("QML2_IMPORT_PATH", paths.qml);
     setEnvironmentVariable("QT_PLUGIN_PATH", paths.plugins);
-    setEnvironmentVariable("QTDIR", paths.directory);
+    setEnvironmentVariable("QTDIR", frameworkDirectory(frameworkVersion));
 }
 
 void appendSharedDirectories() {

@@ -8,7 +8,6 @@
 
 enum ParseOutcome : std::int32_t { ParseGoOn = 0, ParseVersionPrinted = 3 };
 
-// "zq" and the base name.
 std::string prefixedName(const std::string &base);
 
 // The end of the usage: maker, name, version, build stamp and notice.

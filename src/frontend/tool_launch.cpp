@@ -31,6 +31,11 @@ ToolLocation locateTool(const LaunchOptions &options) {
     return {options.toolPath + "\\" + options.toolName + ".exe", options.toolPath};
 }
 
+// In place of a tool's directory, the launcher's own is in the PATH of a shell.
+ToolLocation locateShell(const LaunchOptions &options) {
+    return {commandInterpreterPath(), toolDirectory("zqLauncher", options.toolVersion)};
+}
+
 bool testTool(const ToolLocation &toolLocation) {
     if (!isDirectory(toolLocation.directory)) {
         std::cout << "ERROR: directory " << toolLocation.directory << " does not exist, bailing."
@@ -64,55 +69,15 @@ bool testFramework(const FrameworkPaths &paths) {
     return true;
 }
 
-// Chooses the framework version and sets the variables that tools and shells share, but for the end
-// of PATH, which startAndWait appends. PATH then begins with the directory and the framework's
-// libraries. Returns false if the framework isn't there.
-bool prepareEnvironment(LaunchOptions &options, const std::string &directory) {
-    options.frameworkVersion = cleanVersionText(options.frameworkVersion);
-    if (options.frameworkVersion.empty())
-        options.frameworkVersion = currentName;
-    setVersionVariables(options.toolVersion, options.frameworkVersion);
-    const FrameworkPaths paths = frameworkPaths(options.frameworkVersion);
-    if (!testFramework(paths))
-        return false;
-    setToolVariables(directory, paths);
-    return true;
-}
-
-// The tool's name counts for a shell too: main tools have the start-up tool run ahead, and
-// zqStageWatch runs with the user's full rights.
-std::int32_t startAndWait(const LaunchOptions &options, const std::string &executable,
-                          const std::vector<std::string> &arguments) {
-    appendSharedDirectories();
-    runStartupTool(options.toolName, options.toolVersion, options.noStartup, options.userId);
-    return ProcessHandling::exitStatusOf(ProcessHandling::startProcess(
-        executable, arguments, options.userId, options.outputRedirect, /*newConsole=*/false,
-        options.toolName, /*hideWindow=*/false,
-        /*useLinkedToken=*/options.toolName == "zqStageWatch", /*useJob=*/true));
-}
-
-std::int32_t runTool(LaunchOptions &options) {
-    const ToolLocation toolLocation = locateTool(options);
-    if (!testTool(toolLocation))
-        return 1;
-    if (options.frameworkVersion.empty())
-        options.frameworkVersion = readQtInfo(toolLocation.directory);
-    if (!prepareEnvironment(options, toolLocation.directory))
-        return 1;
-    return startAndWait(options, toolLocation.executable, splitArguments(options.toolArguments));
-}
-
-// A shell needs no tool, so no .qtinfo is read. In place of a tool's directory, the launcher's own
-// is in its PATH.
-std::int32_t runShell(LaunchOptions &options) {
-    if (!prepareEnvironment(options, toolDirectory("zqLauncher", options.toolVersion)))
-        return 1;
+void setPrompt(const LaunchOptions &options) {
     setEnvironmentVariable("PROMPT", "(zqshell,ver=" + options.toolVersion +
                                          ",fw=" + options.frameworkVersion + ")$P$G");
-    std::vector<std::string> arguments;
-    if (!options.shellCommand.empty())
-        arguments = {"/K", options.shellCommand};
-    return startAndWait(options, commandInterpreterPath(), arguments);
+}
+
+std::vector<std::string> shellArguments(const std::string &shellCommand) {
+    if (shellCommand.empty())
+        return {};
+    return {"/K", shellCommand};
 }
 
 } // namespace
@@ -152,6 +117,40 @@ std::vector<std::string> splitArguments(const std::string &text) {
     return arguments;
 }
 
+// The steps of a launch in their order. A shell needs no tool, so it tests none and reads no
+// .qtinfo; the tool's name counts for it all the same.
 std::int32_t launchTool(LaunchOptions &options) {
-    return options.shellMode ? runShell(options) : runTool(options);
+    ToolLocation toolLocation;
+    if (!options.shellMode) {
+        toolLocation = locateTool(options);
+        if (!testTool(toolLocation))
+            return 1;
+        if (options.frameworkVersion.empty())
+            options.frameworkVersion = readQtInfo(toolLocation.directory);
+    }
+    options.frameworkVersion = cleanVersionText(options.frameworkVersion);
+    if (options.frameworkVersion.empty())
+        options.frameworkVersion = currentName;
+    setVersionVariables(options.toolVersion, options.frameworkVersion);
+    if (options.shellMode)
+        toolLocation = locateShell(options);
+    const FrameworkPaths paths = frameworkPaths(options.frameworkVersion);
+    if (!testFramework(paths))
+        return 1;
+    setToolVariables(toolLocation.directory, paths, options.frameworkVersion);
+    if (options.shellMode)
+        setPrompt(options);
+    const std::vector<std::string> arguments = options.shellMode
+                                                   ? shellArguments(options.shellCommand)
+                                                   : splitArguments(options.toolArguments);
+    appendSharedDirectories();
+    runStartupTool(options.toolName, options.toolVersion, options.noStartup, options.userId);
+    const auto info = ProcessHandling::startProcess(
+        toolLocation.executable, arguments, options.userId, options.outputRedirect,
+        /*newConsole=*/false, options.toolName, /*hideWindow=*/false,
+        /*useLinkedToken=*/options.toolName == "zqStageWatch", /*useJob=*/true);
+    if (info->result != 0)
+        return 1;
+    ProcessHandling::waitForProcess(info);
+    return info->result;
 }

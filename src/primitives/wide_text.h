@@ -5,7 +5,7 @@
 #include <cstddef>
 #include <string>
 
-// Between the narrow texts of the launcher and the wide ones of the platform, without a code page:
+// Converts the launcher's narrow texts to the platform's wide ones and back, without a code page:
 // only the characters 0x00 to 0x7F pass unchanged.
 
 // One 16-bit unit per byte, the byte sign-extended: 0x41 becomes 0x0041, 0xE4 becomes 0xFFE4.

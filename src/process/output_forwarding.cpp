@@ -1,7 +1,7 @@
 #include "process/output_forwarding.h"
 
 #include "platform/windows_api.h"
-#include "process/process_handling.h"
+#include "process/process_info.h"
 
 #include <algorithm>
 #include <array>
@@ -41,9 +41,10 @@ void writeToStandardOutput(const char *text, DWORD size) {
 
 void forwardOutput(std::weak_ptr<ProcessInfo> process, std::promise<void> begun) {
     const std::shared_ptr<ProcessInfo> info = process.lock();
-    if (info == nullptr || !info->redirectOutput || info->finished)
-        return; // the end of the promise makes it ready; get() would throw
+    const bool forwards = info != nullptr && info->redirectOutput && !info->finished;
     begun.set_value();
+    if (!forwards)
+        return;
     do {
         std::this_thread::sleep_for(passPause);
         Chunk chunk = {};

@@ -12,7 +12,7 @@ struct ProcessInfo;
 // zero byte. Ends at the first check of `finished` after a read, so at most one chunk is read after
 // it is set: what a process writes right before its end can be lost. Without redirectOutput it ends
 // at once. Keeps the record alive while it runs.
-// `begun` becomes ready before the first read, or at once if nothing will be read.
+// Makes `begun` ready once it has checked `finished` for the first time.
 void forwardOutput(std::weak_ptr<ProcessInfo> process, std::promise<void> begun);
 
 } // namespace ProcessHandling

@@ -5,6 +5,8 @@
 #include "process/process_launch.h"
 #include "process/termination_pipe.h"
 
+#include <atomic>
+#include <chrono>
 #include <iostream>
 #include <utility>
 
@@ -12,17 +14,33 @@ namespace ProcessHandling {
 
 namespace {
 
-constexpr DWORD waitPauseMs = 1000; // shorter than the service's stopPollPauseMs, for its sake
-constexpr DWORD readyPollPauseMs = 1;
+constexpr DWORD waitPauseMs = 1000; // must stay shorter than the service's stopPollPauseMs
+constexpr DWORD pollPauseMs = 1;
+constexpr std::chrono::milliseconds longestHandOver(100);
 
-// The first record whose process was created; until there is one, the latest. Not owned.
+// The record of the latest startProcess. Not owned.
 std::atomic<ProcessInfo *> currentProcessInfo = nullptr;
 
-// The service polls for a created process, and would miss that of the start-up tool if the tool's
-// own record took its place a moment later.
+// The latest answer of isLaunchDone. Stays true while nobody asks.
+std::atomic<bool> launchDoneAnswer = true;
+
+bool isCurrentLaunchDone() {
+    const ProcessInfo *info = currentProcessInfo;
+    return info != nullptr && info->launchDone;
+}
+
+// A service runs once its start-up tool was created, and learns that by polling. Its poll would
+// usually miss the start-up tool's record, as the tool's own takes its place a moment later.
+void letLaunchBeSeen() {
+    const auto end = std::chrono::steady_clock::now() + longestHandOver;
+    while (!launchDoneAnswer && std::chrono::steady_clock::now() < end)
+        ::Sleep(pollPauseMs);
+}
+
 void makeCurrent(ProcessInfo &info) {
-    if (!isLaunchDone() || isLaunchFailed())
-        currentProcessInfo = &info;
+    if (isCurrentLaunchDone())
+        letLaunchBeSeen();
+    currentProcessInfo = &info;
 }
 
 // Keeps the record until the process ends, as the service's threads may ask for a launch's state at
@@ -75,7 +93,7 @@ void joinAndRelease(std::thread *&thread) {
 // pipe must exist first: after a failed creation nobody has waited for it yet.
 void releasePipe(TerminationPipe &pipe) {
     while (!pipe.pipeReady)
-        ::Sleep(readyPollPauseMs);
+        ::Sleep(pollPauseMs);
     ::DeleteFileW(widen(pipe.pipeName).c_str());
     pipe.stopRequested.exchange(true);
 }
@@ -126,15 +144,8 @@ bool waitForProcess(std::shared_ptr<ProcessInfo> info) {
     return true;
 }
 
-std::int32_t exitStatusOf(std::shared_ptr<ProcessInfo> info) {
-    if (info->result != 0)
-        return 1;
-    waitForProcess(info);
-    return info->result;
-}
-
 void closeProcess(std::shared_ptr<ProcessInfo> info) {
-    info->finished = true;
+    info->finished.exchange(true);
     joinAndRelease(info->outputThread);
     if (info->terminationPipe != nullptr)
         releasePipe(*info->terminationPipe);
@@ -148,8 +159,9 @@ void closeProcess(std::shared_ptr<ProcessInfo> info) {
 }
 
 bool isLaunchDone() {
-    const ProcessInfo *info = currentProcessInfo;
-    return info != nullptr && info->launchDone;
+    const bool done = isCurrentLaunchDone();
+    launchDoneAnswer = done;
+    return done;
 }
 
 bool isLaunchFailed() {

@@ -4,7 +4,7 @@
 #include "primitives/scope_guard.h"
 #include "primitives/wide_text.h"
 #include "process/output_forwarding.h"
-#include "process/process_handling.h"
+#include "process/process_info.h"
 #include "process/termination_pipe.h"
 #include "process/user_session.h"
 
@@ -92,7 +92,8 @@ Creation createDirectly(ProcessInfo &info, DWORD flags, std::basic_string<WCHAR>
     return {};
 }
 
-// Waits for the thread to begin: one that found the process ended already would forward nothing.
+// Waits for the thread's first look at `finished`: if the process had ended by then, nothing would
+// be forwarded.
 void startForwarding(const std::shared_ptr<ProcessInfo> &info) {
     std::promise<void> begun;
     const std::future<void> hasBegun = begun.get_future();
@@ -121,7 +122,7 @@ std::string systemText(DWORD code) {
     return text;
 }
 
-// A question mark for each unit beyond ASCII: a wide stream would refuse the whole line.
+// A question mark for each unit beyond ASCII, at which the wide stream would fail for good.
 std::string printable(const std::basic_string<WCHAR> &text) {
     std::string result;
     for (const WCHAR unit : text)
@@ -135,7 +136,7 @@ void reportFailedCreation(DWORD error, const std::basic_string<WCHAR> &commandLi
     const std::string text = error != ERROR_SUCCESS ? systemText(error) : "";
     if (!text.empty()) {
         std::cout << "ERROR MESSAGE: " << text << std::endl;
-        std::cout << "command: " << printable(commandLine) << std::endl;
+        std::wcout << "command: " << printable(commandLine).c_str() << std::endl;
     }
 }
 
@@ -172,12 +173,12 @@ std::int32_t launchProcess(std::shared_ptr<ProcessInfo> info, bool inUserSession
                       : createDirectly(*info, flags, commandLine, startupInfo);
 
     // In this order: who sees launchDone trusts launchFailed.
-    info->launchFailed = creation.status != 0;
-    info->launchDone = true;
+    info->launchFailed.exchange(creation.status != 0);
+    info->launchDone.exchange(true);
     startTerminationPipe(*info); // after a failed creation too, for the process id 0
 
     if (creation.status != 0) {
-        info->finished = true;
+        info->finished.exchange(true);
         info->hProcess = nullptr;
         reportFailedCreation(creation.error, commandLine);
     } else {

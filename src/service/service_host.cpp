@@ -11,10 +11,10 @@ namespace {
 constexpr char serviceName[] = "Larkstone Launcher (Service Mode)";
 
 constexpr DWORD pollPauseMs = 1;
-// Longer than waitForProcess takes from a launch to its first look at its message queue: a request
-// to stop is lost if it comes before, as the queue is made by that look. One that comes at the very
-// moment of the report of running, or while a tool follows its start-up tool late, is lost all the
-// same.
+// A request to stop is lost if it reaches the worker before waitForProcess has looked at its
+// message queue for the first time, which it does a second after the tool's start: that look makes
+// the queue. As this pause is longer, only a stop that the first check finds can come too soon, or
+// one while a tool's start is late after its start-up tool.
 constexpr DWORD stopPollPauseMs = 1500;
 constexpr DWORD stopGraceMs = 5000;
 
@@ -22,9 +22,10 @@ ServiceContext *g_ServiceContext = nullptr;
 SERVICE_STATUS_HANDLE g_ServiceStatusHandle = nullptr;
 HANDLE g_ServiceStopEvent = INVALID_HANDLE_VALUE;
 
-// The one status record. It has one user at a time, so that the handler can't report a stop once
-// ServiceMain reports the end: ServiceMain until it reports running, from then on whoever takes it
-// first, the handler for the length of one control or ServiceMain for good.
+// The one status record. Only one thread uses it at a time, so that no stop is reported after the
+// end. ServiceMain uses it until it has reported running, and sets g_StatusIsFree. From then on a
+// user must clear that flag first: the handler does so for each control, and sets it again;
+// ServiceMain does so once, before its last report.
 SERVICE_STATUS g_ServiceStatus = {};
 std::atomic<bool> g_StatusIsFree = false;
 
@@ -79,7 +80,7 @@ DWORD WINAPI ServiceWorkerThread(LPVOID argument) {
     const std::int32_t status =
         runLauncher(context->name, context->version, context->argc, context->argv);
     context->exitCode = static_cast<std::uint32_t>(status);
-    context->done = true;
+    context->done.exchange(true);
     return 0;
 }
 
@@ -148,6 +149,7 @@ void WINAPI ServiceMain(DWORD, LPWSTR *) {
     g_ServiceStatus = {};
     g_ServiceStatus.dwServiceType = SERVICE_WIN32_OWN_PROCESS;
     makeReport(starting);
+    ProcessHandling::isLaunchDone(); // from now on, launches wait for the poll below to see them
     DWORD workerId = 0;
     const HANDLE worker =
         ::CreateThread(nullptr, 0, ServiceWorkerThread, g_ServiceContext, 0, &workerId);
