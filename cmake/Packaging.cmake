@@ -8,8 +8,8 @@ set(symbols ${release}-symbols)
 # Copied into a tools version under the name zqLauncher, this folder is the launcher's.
 install(TARGETS zqLauncher RUNTIME DESTINATION ${win64})
 install(FILES README.md packaging/COPYRIGHT.txt CHANGELOG.md DESTINATION ${win64})
-install(FILES docs/install.md docs/usage.md docs/service.md docs/security.md
-              docs/troubleshooting.md
+install(FILES docs/install.md docs/deployment.md docs/service.md docs/usage.md
+              docs/troubleshooting.md docs/security.md docs/comparison.md
         DESTINATION ${win64}/docs)
 
 # What is linked in, as its Debian package states it: a file in licences/ and where it comes from.
