@@ -1,3 +1,4 @@
+# shellcheck shell=bash
 # What scripts set up before they start a launcher: a build, a Wine session, an installation tree.
 # Sourced in the project's folder.
 
