@@ -1,11 +1,11 @@
-// Starts a tool and asks it to end after some seconds, as the launcher does when its service is
-// stopped; but on a console, and with no launcher or service:
+// Starts a tool and asks it to end some seconds after it has opened its pipe, as the launcher does
+// when its service is stopped; but on a console, and with no launcher or service:
 //
 //     try_stop SECONDS TOOL.EXE [ARGUMENT]...
 //
 // SECONDS is a whole number from 1 on. Arguments are in ASCII and are passed on unquoted, as the
 // launcher does. Exits with the tool's exit code, or with 1 if it can't start the tool, or if the
-// tool has not opened its pipe, has closed it, or still runs after 2.9 s.
+// tool does not open its pipe within 30 s, has closed it, or still runs 2.9 s after it was asked.
 
 #include <windows.h>
 
@@ -15,6 +15,10 @@
 #include <string>
 
 namespace {
+
+// Long enough for any tool that opens its pipe early, however busy the machine is.
+constexpr DWORD timeToOpenMs = 30000;
+constexpr DWORD openPollPauseMs = 20;
 
 // What a tool has in the worst case if the service is to report its exit code.
 constexpr DWORD timeToEndMs = 2900;
@@ -75,6 +79,18 @@ bool hasEnded(HANDLE process, DWORD milliseconds) {
     return ::WaitForSingleObject(process, milliseconds) == WAIT_OBJECT_0;
 }
 
+bool hasClient(const Pipe &pipe) {
+    return ::WaitForSingleObject(pipe.connected, 0) == WAIT_OBJECT_0;
+}
+
+// Returns false if the tool neither opens its pipe nor ends in time.
+bool awaitClientOrEnd(const Pipe &pipe, HANDLE process) {
+    for (DWORD waitedMs = 0; waitedMs < timeToOpenMs; waitedMs += openPollPauseMs)
+        if (hasClient(pipe) || hasEnded(process, openPollPauseMs))
+            return true;
+    return false;
+}
+
 int reportEnd(HANDLE process, const std::string &when) {
     DWORD code = 1;
     ::GetExitCodeProcess(process, &code);
@@ -128,11 +144,11 @@ int main(int argc, char **argv) {
     }
     say("the tool runs, process id " + std::to_string(tool.dwProcessId));
 
-    if (hasEnded(tool.hProcess, delayMs))
-        return reportEnd(tool.hProcess, "by itself");
-    if (::WaitForSingleObject(pipe.connected, 0) != WAIT_OBJECT_0) {
+    if (!awaitClientOrEnd(pipe, tool.hProcess)) {
         say("the tool hasn't opened its pipe: it can't be asked, and is killed");
         return 1;
     }
+    if (hasEnded(tool.hProcess, delayMs))
+        return reportEnd(tool.hProcess, "by itself");
     return askToEnd(tool.hProcess, pipe.server);
 }
