@@ -1,5 +1,6 @@
 // The command interpreter of C:\Windows\system32: runs the command after /C, or, after /K or
-// without any, goes on with the lines of its standard input. Of its own commands it knows exit.
+// without any, goes on with the lines of its standard input. Of its own commands it knows exit, and
+// of its signs the & between two commands.
 
 #include "stand_in/paths.h"
 #include "stand_in/variables.h"
@@ -45,7 +46,14 @@ struct Interpreter {
     int exitCode = 0;
     bool ended = false;
 
-    void run(std::string line) {
+    void run(const std::string &line) {
+        const std::size_t sign = line.find(" & ");
+        runCommand(line.substr(0, sign));
+        if (sign != line.npos && !ended)
+            run(line.substr(sign + 3));
+    }
+
+    void runCommand(std::string line) {
         line.erase(0, std::min(line.find_first_not_of(" \t"), line.size()));
         if (line.substr(0, line.find_first_of(" \t")) == "exit") {
             ended = true;
