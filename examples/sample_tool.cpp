@@ -17,7 +17,7 @@ void printArguments(int argc, char **argv) {
 void printVariables() {
     for (const char *name :
          {"ZQ_INSTALL_ROOT", "ZQ_TOOL_VERSION", "ZQ_FW_VERSION", "DBUS_SESSION_BUS_ADDRESS", "PATH",
-          "QML2_IMPORT_PATH", "QT_PLUGIN_PATH", "QTDIR"}) {
+          "QML2_IMPORT_PATH", "QT_PLUGIN_PATH", "QTDIR", "ZQ_LOG_ENABLE_STDOUT"}) {
         const char *value = std::getenv(name);
         std::cout << name << "=" << (value != nullptr ? value : "") << "\n";
     }
