@@ -22,8 +22,8 @@ inline constexpr char currentName[] = "current";
 CurrentPointerState readCurrentPointer(const std::string &path, std::string &versionOrPath);
 
 // Prints the state in one line on the standard output, and on the standard error a warning about a
-// valid pointer with no version listed beside it. The texts are fixed, even where one is wrong: of
-// a target that is a file it says that it doesn't exist.
+// valid pointer with no version listed beside it. The texts are contract (docs/compatibility.md),
+// even where one is wrong: of a target that is a file it says that it doesn't exist.
 void reportCurrentPointer(CurrentPointerState state, const std::string &versionOrPath,
                           std::size_t listedVersions);
 

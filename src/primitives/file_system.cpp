@@ -45,8 +45,8 @@ bool isExecutableName(const std::string &path) {
 }
 
 bool hasReparseAttribute(const std::string &path) {
-    // Not compared with INVALID_FILE_ATTRIBUTES, which has all bits set: callers rely on a missing
-    // path counting as a link.
+    // Not compared with INVALID_FILE_ATTRIBUTES, which has all bits set: a missing path counts as a
+    // link. Contract: docs/compatibility.md.
     return (::GetFileAttributesW(widen(path).c_str()) & FILE_ATTRIBUTE_REPARSE_POINT) != 0;
 }
 

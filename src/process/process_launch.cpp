@@ -45,8 +45,8 @@ STARTUPINFOW makeStartupInfo(const ProcessInfo &info) {
     return startupInfo;
 }
 
-// Two spaces separate the command from its arguments, which begin with one of their own. Tools see
-// that in their command line.
+// Two spaces separate the command from its arguments, which begin with one of their own. Contract:
+// docs/compatibility.md.
 std::basic_string<WCHAR> composeCommandLine(const ProcessInfo &info) {
     return widen(info.arguments.empty() ? info.command : info.command + " " + info.arguments);
 }
@@ -130,7 +130,7 @@ std::string printable(const std::basic_string<WCHAR> &text) {
     return result;
 }
 
-// Both ways of starting report this name of a call: other programs rely on the text.
+// Both ways of starting report the name of this call. Contract: docs/compatibility.md.
 void reportFailedCreation(DWORD error, const std::basic_string<WCHAR> &commandLine) {
     std::cout << "CreateProcessAsUser Error " << error << std::endl;
     const std::string text = error != ERROR_SUCCESS ? systemText(error) : "";
@@ -146,8 +146,8 @@ void waitForTerminationPipe(const TerminationPipe &pipe) {
         ::Sleep(pipePollPauseMs);
 }
 
-// Resumed before it is assigned: this order is part of what callers know of a launch. A process
-// that has ended by the time of its assignment can't be assigned any more.
+// Resumed before it is assigned. Contract: docs/compatibility.md. A process that has ended by the
+// time of its assignment can't be assigned any more.
 bool resumeInJob(ProcessInfo &info, bool useJob) {
     ::ResumeThread(info.winProcInfo.hThread);
     info.hProcess = info.winProcInfo.hProcess;
@@ -186,7 +186,7 @@ std::int32_t launchProcess(std::shared_ptr<ProcessInfo> info, bool inUserSession
         if (!resumeInJob(*info, useJob))
             return 1;
     }
-    // A process is no console, so this fails each time. Its line is part of what callers know.
+    // A process is no console, so this fails each time. Contract: docs/compatibility.md.
     if (inUserSession && ::SetConsoleMode(info->hProcess, ENABLE_PROCESSED_OUTPUT) == 0)
         std::cout << "Cannot set ENABLE_PROCESSED_OUTPUT" << std::endl;
     return creation.status;

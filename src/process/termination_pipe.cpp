@@ -45,7 +45,7 @@ void sendWord(HANDLE handle) {
     DWORD written = 0;
     if (::WriteFile(handle, terminationWord, sizeof(terminationWord), &written, nullptr) == TRUE)
         ::DisconnectNamedPipe(handle);
-    else // "faile." is how the message is known, and stays
+    else // "faile." is contract: docs/compatibility.md
         ::OutputDebugStringW(widen("Write to pipe faile.").c_str());
     ::CloseHandle(handle);
 }
@@ -83,8 +83,8 @@ void servePipe(TerminationPipe &pipe) {
             return;
         sendWord(handle);
     }
-    // Callers know the timing: a launch ends no sooner than a second after its word was sent, or
-    // couldn't be.
+    // A launch ends no sooner than a second after its word was sent, or couldn't be. Contract:
+    // docs/compatibility.md.
     ::Sleep(closingPauseMs);
 }
 

@@ -18,7 +18,7 @@ bool queryUserToken(HANDLE &token) {
     const BOOL granted = ::WTSQueryUserToken(sessionId, &token);
     const DWORD error = ::GetLastError();
     // The last error decides on the line, not the result: a granted query prints one too if an
-    // older error is still set. Other programs know the line in this form.
+    // older error is still set. Contract: docs/compatibility.md.
     if (error != ERROR_SUCCESS)
         std::cout << "WTSQueryUserToken" << granted << error << std::endl;
     return granted != 0;

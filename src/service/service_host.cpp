@@ -32,7 +32,7 @@ std::atomic<bool> g_StatusIsFree = false;
 struct Report {
     DWORD state;
     DWORD controlsAccepted;
-    DWORD checkPoint; // fixed values, no counter
+    DWORD checkPoint; // a fixed value. Contract: docs/compatibility.md
 };
 
 constexpr Report starting{SERVICE_START_PENDING, 0, 0};
