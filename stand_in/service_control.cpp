@@ -5,6 +5,9 @@
 #include "stand_in/variables.h"
 
 #include <sys/socket.h>
+#ifdef __SANITIZE_ADDRESS__
+#include <sanitizer/lsan_interface.h>
+#endif
 
 #include <atomic>
 #include <cerrno>
@@ -64,6 +67,9 @@ BOOL StartServiceCtrlDispatcherW(const SERVICE_TABLE_ENTRYW *table) {
     std::thread(runServiceMain, table[0]).detach();
     while (takeControl())
         continue;
+#ifdef __SANITIZE_ADDRESS__
+    __lsan_do_leak_check(); // a service ends abruptly after this call, without the usual check
+#endif
     return TRUE;
 }
 
