@@ -1,6 +1,7 @@
 #include "stand_in/command_line.h"
 
 #include "stand_in/paths.h"
+#include "stand_in/windows_calls.h"
 
 #include <sys/stat.h>
 
@@ -58,11 +59,13 @@ std::string takeArgument(std::string_view &text) {
 }
 
 // The path on the host of the file of this name, or of this name and ".exe"; empty if there is
-// none.
+// none, or if its name is longer than the system takes for a program.
 std::string findFile(std::string_view name) {
     const std::size_t component = name.find_last_of("/\\") + 1;
     const bool hasDot = name.find('.', component) != name.npos;
     for (const std::string &candidate : {std::string(name), std::string(name) + ".exe"}) {
+        if (candidate.size() >= MAX_PATH)
+            break;
         const std::string path = stand_in::toHost(candidate);
         struct stat status;
         if (::stat(path.c_str(), &status) == 0 && !S_ISDIR(status.st_mode))

@@ -9,6 +9,7 @@
 namespace {
 
 constexpr DWORD consoleSession = 1;
+constexpr char unlinkedUser[] = "unlinked"; // has a linked token that is null
 
 // Empty if there is none.
 std::string consoleUser() {
@@ -49,7 +50,9 @@ BOOL GetTokenInformation(HANDLE token, TOKEN_INFORMATION_CLASS, LPVOID informati
     if (size < *needed)
         return stand_in::resultOf(ERROR_INSUFFICIENT_BUFFER);
     static_cast<TOKEN_LINKED_TOKEN *>(information)->LinkedToken =
-        stand_in::insert(std::make_shared<stand_in::Token>(found->user, /*linked=*/true));
+        found->user == unlinkedUser
+            ? nullptr
+            : stand_in::insert(std::make_shared<stand_in::Token>(found->user, /*linked=*/true));
     return TRUE;
 }
 
@@ -59,6 +62,8 @@ BOOL CreateEnvironmentBlock(LPVOID *block, HANDLE token, BOOL inherit) {
     const auto found = stand_in::find<stand_in::Token>(token);
     if (!found)
         return FALSE;
+    if (found->isLinked)
+        stand_in::note("of a linked token");
     auto *variables = new stand_in::EnvironmentBlock(stand_in::allVariables());
     std::erase_if(*variables, [](const std::string &entry) { return entry.starts_with("USER="); });
     variables->push_back("USER=" + found->user);
