@@ -6,6 +6,7 @@
 #include <bit>
 #include <cstdlib>
 #include <iostream>
+#include <regex>
 #include <sstream>
 
 namespace testing_support {
@@ -48,13 +49,18 @@ LauncherRun::LauncherRun(const TemporaryFolder &folder, const LauncherStart &sta
 
 LauncherRun::~LauncherRun() {
     kill();
+    // A sanitizer's exit code can be lost: a service ends abruptly.
+    const std::string printed = rawOutput() + errors();
+    for (const char *mark : {"Sanitizer", "runtime error: "})
+        EXPECT_EQ(printed.find(mark), printed.npos) << "a sanitizer has reported";
     if (::testing::Test::HasFailure())
         std::cout << commandLine << "\n--- output\n" << rawOutput() << "\n--- errors\n" << errors();
 }
 
 std::string LauncherRun::plainText(const std::string &stream) const {
     std::string text = readFile(streams + stream);
-    std::erase(text, '\r');
+    if (onWindows) // the C library's text mode has put a carriage return before each line feed
+        text = std::regex_replace(text, std::regex("\r\n"), "\n");
     return text;
 }
 

@@ -25,7 +25,8 @@ struct LauncherStart {
 };
 
 // A launcher (or another program) at work. None of the launcher's own variables reach it but those
-// of the start. A test that has failed shows the streams of its runs.
+// of the start. A test that has failed shows the streams of its runs; one in which a sanitizer has
+// printed anything fails.
 class LauncherRun {
 public:
     LauncherRun(const TemporaryFolder &folder, const LauncherStart &start);

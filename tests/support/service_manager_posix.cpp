@@ -1,7 +1,9 @@
 #include "support/service_manager.h"
 
 #include <fcntl.h>
+#include <linux/sockios.h>
 #include <stdexcept>
+#include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <unistd.h>
 #include <utility>
@@ -40,6 +42,11 @@ std::string ServiceManager::reports() {
 
 void ServiceManager::control(DWORD code) {
     ::send(host->socket, &code, sizeof code, MSG_NOSIGNAL | MSG_DONTWAIT);
+}
+
+bool ServiceManager::hasTakenControls() {
+    int unread = 0;
+    return ::ioctl(host->socket, SIOCOUTQ, &unread) == 0 && unread == 0;
 }
 
 void ServiceManager::leave() {
