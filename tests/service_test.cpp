@@ -1,11 +1,15 @@
+#include "support/call_log.h"
 #include "support/service_manager.h"
 
 using namespace testing_support;
-using namespace std::chrono_literals;
+using testing::HasSubstr;
 
 namespace {
 
-class Service : public LaunchTest {};
+class Service : public LaunchTest {
+protected:
+    CallLog calls{folder};
+};
 
 TEST_F(Service, ReportsFromTheStartToTheRunsEnd) {
     const std::filesystem::path text = tools / "7.2" / "zqText";
@@ -42,65 +46,78 @@ TEST_F(Service, ReportsFromTheStartToTheRunsEnd) {
     }
 }
 
-TEST_F(Service, StopAsksTheToolAndTakesBoundedTime) {
-    const std::string untilStop = starting + running + stopping;
-    const std::string answering = "word=" + (folder / "word").generic_string() + " exit=9";
-    for (const bool answers : {true, false}) {
-        const std::uint32_t exitCode = answers ? 9 : 0;
-        ServiceManager manager(
-            folder, start({"-t", "zqStage", "-a", answers ? answering : "ignoreword sleep=60000"}));
-        ASSERT_TRUE(manager.awaitReport(running));
-        std::this_thread::sleep_for(2000ms); // past the launch's first look at its queue
-        manager.control(SERVICE_CONTROL_INTERROGATE);
-        std::this_thread::sleep_for(100ms);
-        EXPECT_EQ(manager.reports(), starting + running);
-
-        const auto begin = std::chrono::steady_clock::now();
-        manager.control(SERVICE_CONTROL_STOP);
-        manager.control(SERVICE_CONTROL_STOP);
-        EXPECT_EQ(manager.wait(), exitCode);
-        const auto took = std::chrono::steady_clock::now() - begin;
-        if (answers) // the launch ends a second after the word
-            EXPECT_GE(std::filesystem::file_time_type::clock::now() -
-                          last_write_time(folder / "word"),
-                      500ms);
-        else
-            EXPECT_GE(took, 4900ms);
-        EXPECT_LE(took, !answers ? 9000ms : onWindows ? 7000ms : 6500ms);
-        EXPECT_EQ(manager.reports(), untilStop + stopped(exitCode));
-        EXPECT_TRUE(waitUntil([&] { return !isRunning(); }));
-    }
-    EXPECT_EQ(readFile(folder / "word"), std::string("zqEnd!\0", 7));
-}
-
-TEST_F(Service, StopDuringTheStartChangesNothing) {
+TEST_F(Service, RunsFromItsStartUpToolOnThoughTheToolIsLate) {
     if (onWindows)
-        GTEST_SKIP() << "somebody is always at Wine's console";
-    const std::filesystem::path user = folder / "user";
-    ServiceManager manager(folder, start({"-u", "1", "-t", "zqStage", "-n", "-a", "exit=7"},
-                                         {{"ZQHOST_CONSOLE_USER", user.string()}}));
-    ASSERT_TRUE(manager.launcher()->awaitOutput("WTSQueryUserToken01008\n"));
-    manager.control(SERVICE_CONTROL_STOP);
-    std::this_thread::sleep_for(300ms);
-    EXPECT_EQ(manager.reports(), starting);
-    writeFile(user, "somebody");
+        GTEST_SKIP() << "no call comes late there";
+    LauncherStart launch = start({"-u", "0", "-t", "zqStage", "-a", "exit=7"}, calls.variables());
+    launch.environment["ZQHOST_FAIL"] = "CreateProcessW:late";
+    ServiceManager manager(folder, launch);
     EXPECT_EQ(manager.wait(), 7u);
     EXPECT_EQ(manager.reports(), starting + running + stopped(7));
+    const std::string log = calls.text();
+    const std::size_t runningReported =
+        log.find("\nSetServiceStatus\n", log.find("\nCreateProcessAsUserW\n"));
+    EXPECT_LT(runningReported, log.find("\\zqStage.exe  exit=7 is created")) << log;
 }
 
-// The service notices the end of its run up to 1.5 s later. A manager that goes right then finds
-// its threads at work with what the process's entry holds.
-TEST_F(Service, ManagerThatGoesAsItEndsFindsItsThreadsUnharmed) {
+// The failed launch is the first that the service sees. It then waits for the run without reporting
+// it as running, and can't be stopped.
+TEST_F(Service, WithAFailedStartUpToolIsPendingWhileItsToolRuns) {
+    if (onWindows)
+        GTEST_SKIP() << "no call fails at will there";
+    const std::filesystem::path log = folder / "debug";
+    const std::string orders = "await=" + (folder / "go").generic_string() + " exit=7";
+    ServiceManager manager(
+        folder, start({"-u", "0", "-t", "zqStage", "-a", reportTo("tool") + " " + orders},
+                      {{"ZQHOST_FAIL", "CreateProcessAsUserW:5,DeleteFileW:late"},
+                       {"ZQHOST_DEBUG_LOG", log.string()}}));
+    readReport("tool");
+    manager.control(SERVICE_CONTROL_STOP);
+    EXPECT_TRUE(waitUntil([&] { return manager.hasTakenControls(); }));
+    EXPECT_EQ(manager.reports(), starting);
+    writeFile(folder / "go", "");
+    EXPECT_EQ(manager.wait(), 7u);
+    EXPECT_EQ(manager.reports(), starting + stopped(7));
+    EXPECT_EQ(readFile(log), "Larkstone Launcher (Service Mode): ServiceMain: Exit\n");
+}
+
+// Each try for a user's token is followed by a pause of its own, so the others are the service's.
+TEST_F(Service, PausesBetweenItsLooksAtTheLaunch) {
+    if (onWindows)
+        GTEST_SKIP() << "only the stand-in notes its calls";
+    LauncherStart launch = start({"-u", "1", "-t", "zqStage", "-n"}, calls.variables());
+    launch.environment["ZQHOST_CONSOLE_USER"] = (folder / "nobody").string();
+    ServiceManager manager(folder, launch);
+    EXPECT_TRUE(
+        waitUntil([&] { return calls.count("Sleep 1") >= calls.count("WTSQueryUserToken") + 20; }));
+    EXPECT_EQ(calls.count("Sleep 0"), 0);
+}
+
+// The manager may go while the service's threads are at work with what the process's entry holds:
+// while they wait for a launch, both of them every millisecond, and while they report the end.
+TEST_F(Service, ManagerThatGoesFindsItsThreadsUnharmed) {
     if (onWindows)
         GTEST_SKIP() << "the system's manager stays";
-    const LauncherStart launch = start({"-t", "zqStage", "-a", "exit=7"},
-                                       {{"ASAN_OPTIONS", "detect_stack_use_after_return=1"}});
-    for (const auto moment : {1490ms, 1494ms, 1496ms, 1498ms, 1500ms, 1502ms}) {
+    struct Case {
+        std::vector<std::string> options;
+        std::string fault, call;
+        std::uint32_t exitCode;
+    };
+    for (const Case &each : {Case{{"-u", "1", "-t", "zqStage", "-n"}, "", "WTSQueryUserToken", 0},
+                             Case{{"-t", "zqStage", "-a", "exit=7"},
+                                  "SetServiceStatus:late:3",
+                                  "PostThreadMessageW",
+                                  7}}) {
+        SCOPED_TRACE(each.call);
+        const CallLog log(folder, each.call);
+        LauncherStart launch = start(each.options, log.variables());
+        launch.environment["ZQHOST_CONSOLE_USER"] = (folder / "nobody").string();
+        launch.environment["ZQHOST_FAIL"] = each.fault;
+        launch.environment["ASAN_OPTIONS"] = "detect_stack_use_after_return=1";
         ServiceManager manager(folder, launch);
-        ASSERT_TRUE(manager.awaitReport(running));
-        std::this_thread::sleep_for(moment);
+        ASSERT_TRUE(waitUntil([&] { return log.count(each.call) > 0; }));
         manager.leave();
-        EXPECT_EQ(manager.wait(), 7u);
+        EXPECT_EQ(manager.wait(), each.exitCode);
         EXPECT_EQ(manager.launcher()->errors(), "");
     }
 }
