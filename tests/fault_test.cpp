@@ -1,228 +1,353 @@
-#include "support/service_manager.h"
+#include "support/fault_run.h"
 
 #include <algorithm>
 #include <list>
+#include <map>
 #include <regex>
+#include <set>
+#include <sstream>
+
+// Each call that a kind of run makes fails, or comes late. For Linux: Windows lets no call fail at
+// will.
 
 using namespace testing_support;
-using namespace std::chrono_literals;
 using testing::HasSubstr;
 
-// Each call that a kind of run makes fails once, or comes late. For Linux: Windows lets no call
-// fail at will.
 namespace {
 
-// A kind of run, and what one failed call changes in it: the rows of fault_table.txt, which says
-// what they mean.
-struct Scenario {
+enum class Kind { Launch, Forward, List, User, Daemon, Console, Failed, Service };
+using enum Kind;
+
+// A kind of run: the options of the launcher, and what comes if no call fails. Texts are parts of
+// what is printed, logged or reported.
+struct KindOfRun {
+    Kind kind;
     std::string name;
     std::vector<std::string> options;
-    std::string status, text;
-    std::vector<std::string> calls;
-    friend void PrintTo(const Scenario &scenario, std::ostream *stream) {
-        *stream << scenario.name;
-    }
-};
-struct Row {
-    std::string call, scenarios, statuses, text;
+    int exit;
+    std::string output = {}, debug = {}, reports = {}, word = {};
+    std::string creation = {}; // in the log of the calls, of the tool's process: its flags, those
+                               // of its start-up information, and how its window is shown
+    std::vector<std::string> released = {}; // calls that come in this order, with none between
 };
 
+void PrintTo(const KindOfRun &kind, std::ostream *stream) {
+    *stream << kind.name;
+}
+
+// The tool prints # and ends with 7.
 const std::string tool = "ignoreword sleep=300 print=# sleep=900 exit=7";
-// As in the table.
-const std::string usual = "usual", waits = "waits", silent = "silent";
 
-using Cells = std::vector<std::string>;
+const std::string prefix = "Larkstone Launcher (Service Mode): ServiceMain: "; // of debug lines
 
-Cells split(const std::string &text, const std::string &border) {
-    const std::regex between(border);
-    return {std::sregex_token_iterator(text.begin(), text.end(), between, -1), {}};
-}
-
-// The rows of the table that have so many cells.
-std::vector<Cells> readRows(std::size_t width) {
-    std::vector<Cells> rows;
-    for (const std::string &line : split(readFile(FAULT_TABLE), "\n")) {
-        Cells cells = split(std::regex_replace(line, std::regex("\\\\n"), "\n"), " *\\| *");
-        std::replace(cells.begin(), cells.end(), std::string("-"), std::string());
-        if (cells.size() == width && !line.starts_with('#'))
-            rows.push_back(cells);
-    }
-    return rows;
-}
-
-const std::vector<Row> table = [] {
-    std::vector<Row> rows;
-    for (const Cells &cells : readRows(4))
-        rows.push_back({cells[0], cells[1], cells[2], cells[3]});
-    return rows;
-}();
-
-const std::vector<Scenario> scenarios = [] {
-    std::vector<Scenario> kinds;
-    for (const Cells &cells : readRows(5)) {
-        kinds.push_back({cells[0], split(cells[1], " "), cells[2], cells[3], split(cells[4], ";")});
-        std::string &last = kinds.back().options.back();
-        last = last == "TOOL" ? tool : last == "WORD" ? "word=% exit=9" : last;
-    }
-    return kinds;
-}();
-
-bool holds(const std::string &words, const std::string &word) {
-    return (" " + words + " ").find(" " + word + " ") != words.npos;
-}
-
-Row findRow(const std::string &call, const std::string &scenario) {
-    for (const Row &row : table)
-        if (row.call == call && (row.scenarios == "all" || holds(row.scenarios, scenario)))
-            return row;
-    return {call, "all", usual, usual};
-}
-
-// A run, with an effect on the nth use of one call, or on none.
-struct FaultRun {
-    FaultRun(const TemporaryFolder &folder, LauncherStart start, bool asService,
-             const std::string &failing, const std::string &effect)
-        : call(failing), row(failing + (effect.starts_with("5") ? effect.substr(1) : ":" + effect)),
-          callLog(folder / ("calls" + failing + effect)),
-          debugLog(folder / ("debug" + failing + effect)),
-          word(folder / ("word" + failing + effect)) {
-        start.environment["ZQHOST_CALL_LOG"] = callLog.string();
-        if (asService)
-            start.environment["ZQHOST_DEBUG_LOG"] = debugLog.string();
-        if (!call.empty())
-            start.environment["ZQHOST_FAIL"] = call + ":" + effect;
-        if (call == "LocalFree" || call == "DestroyEnvironmentBlock")
-            start.environment["ASAN_OPTIONS"] = "detect_leaks=0"; // they can't but leak
-        if (asService)
-            manager = std::make_unique<ServiceManager>(folder, start);
-        else
-            console = std::make_unique<LauncherRun>(folder, start);
-    }
-    LauncherRun &launcher() { return console ? *console : *manager->launcher(); }
-    std::string calls() const { return readFile(callLog); }
-    // Sends the stop once it is due, until it is taken; true when the run has ended.
-    bool advance() {
-        if (manager && calls().find("\nPeekMessageW") != std::string::npos &&
-            manager->reports().find(stopping) == std::string::npos)
-            manager->control(SERVICE_CONTROL_STOP);
-        return launcher().hasEnded();
-    }
-    std::string status() {
-        if (advance())
-            return std::to_string(launcher().wait());
-        launcher().kill();
-        return waits;
-    }
-    // The line of a granted query comes or not, by what the last error was before. What the tool
-    // prints comes at any place, and is put last.
-    std::string text(bool withQueries = false) {
-        std::string everything = launcher().output() + launcher().errors() + readFile(debugLog) +
-                                 (manager ? manager->reports() : "") + readFile(word);
-        const std::size_t printed = std::erase(everything, '#');
-        if (!withQueries)
-            everything = std::regex_replace(everything, std::regex("WTSQueryUserToken1.*\n"), "");
-        return everything + std::string(printed, '#');
-    }
-
-    std::string call, row; // as in the table
-    std::filesystem::path callLog, debugLog, word;
-    std::unique_ptr<LauncherRun> console;
-    std::unique_ptr<ServiceManager> manager;
+// clang-format off
+const KindOfRun kinds[] = {
+    {.kind = Launch, .name = "launch", .options = {"-t", "zqStage", "-a", tool}, .exit = 7,
+     .creation = " is created with flags 4, 0 and 0\n",
+     .released = {"CloseHandle", "CloseHandle"}}, // the process and its thread
+    {.kind = Forward, .name = "forward", .options = {"-o", "-t", "zqStage", "-a", tool}, .exit = 7,
+     .output = "#",
+     .creation = " is created with flags 4, 256 and 0, inheriting\n",
+     .released = {"CloseHandle", "CloseHandle"}},
+    {.kind = List, .name = "list", .options = {"-l", "all"}, .exit = 0,
+     .output = "Current version: 7.2\n",
+     .released = {"FindNextFileW", "FindClose"}},
+    {.kind = User, .name = "user", .options = {"-u", "1", "-t", "zqStageWatch", "-a", tool}, .exit = 7,
+     .output = "Cannot set ENABLE_PROCESSED_OUTPUT\n#",
+     .creation = " is created with flags 1028, 0 and 0, WinSta0\\Default, linked token\n",
+     .released = {"DestroyEnvironmentBlock", "CloseHandle", "CloseHandle"}}, // and the two tokens
+    {.kind = Daemon, .name = "daemon", .options = {"-i"}, .exit = 7,
+     .creation = "\\bin\\dbus-daemon.exe  --config-file=Z:",
+     .released = {"CloseHandle", "CloseHandle"}},
+    {.kind = Console, .name = "console", .options = {"-i", "-o"}, .exit = 7,
+     .creation = "\\share\\dbus-1\\system.conf is created with flags 20, 1 and 0\n",
+     .released = {"CloseHandle", "CloseHandle"}},
+    {.kind = Failed, .name = "failed", .options = {"-t", "zqText"}, .exit = 1,
+     .output = "CreateProcessAsUser Error 193\nERROR MESSAGE: "},
+    // Its tool waits for the word. The service is stopped once the launch looks for messages.
+    {.kind = Service, .name = "service", .options = {"-t", "zqStage", "-a", "word=./word exit=9"}, .exit = 9,
+     .debug = prefix + "Done\n",
+     .reports = starting + running + stopping + stopped(9),
+     .word = "zqEnd!",
+     .released = {"CloseHandle", "CloseHandle", "CloseHandle", "SetServiceStatus"}}, // last the stop event
 };
 
-class Faults : public LaunchTest, public testing::WithParamInterface<Scenario> {
+using Kinds = std::vector<Kind>;
+const Kinds allButList = {Launch, Forward, User, Daemon, Console, Failed, Service};
+const Kinds toolRuns = {Launch, Forward, User, Failed, Service};
+const Kinds daemonRuns = {Daemon, Console};
+const Kinds started = {Launch, Forward, User, Daemon, Console}; // those on a console that start a program
+const int usual = -2, waits = stillRuns;
+
+// What comes of a run if a call fails at one of the uses. Texts are parts as above; nothing is on
+// the standard error but what the row says. Where several rows are for the same fault, it is chance
+// which of them comes. Without a row, the run ends and prints as usual.
+struct Row {
+    std::vector<std::string> calls;
+    Kinds kinds;
+    std::vector<int> uses = {1};
+    int exit = usual; // a status, `usual`, or `waits` for a run that doesn't end
+    std::string output = {}, errors = {}, debug = {}, reports = {}, word = {};
+    bool usualText = false; // the output and the errors are the usual ones
+    bool silent = false;    // the tool's output is missing
+};
+
+const std::string noCurrent = "Warning: 'current' does not exist.";
+const std::string foreignCurrent = "Warning: the 'current' version is pointing to a package outside";
+const std::string onlyCurrents = "Current version: 5.15.2\n";
+
+const Row table[] = {
+    // Paths of the installation. `current` is resolved in two steps, once for each path.
+    {.calls = {"PathIsDirectoryW"}, .kinds = toolRuns, .exit = 1, .output = "ERROR: directory Z:"},
+    {.calls = {"PathIsDirectoryW"}, .kinds = toolRuns, .uses = {5}, .exit = 1, .errors = "ERROR: Framework library path Z:"},
+    {.calls = {"PathIsDirectoryW"}, .kinds = toolRuns, .uses = {6}, .exit = 1, .errors = "ERROR: Framework plugin path Z:"},
+    {.calls = {"PathIsDirectoryW"}, .kinds = {List}, .uses = {1, 2}, .output = "Warning: The target 'Z:"},
+    {.calls = {"PathFileExistsW"}, .kinds = toolRuns, .exit = 1, .errors = "ERROR: File Z:"},
+    {.calls = {"CreateFileW", "GetFinalPathNameByHandleW"}, .kinds = toolRuns, .uses = {2}, .exit = 1, .errors = "\\frameworks\\\\bin does not exist"},
+    {.calls = {"CreateFileW", "GetFinalPathNameByHandleW"}, .kinds = toolRuns, .uses = {4}, .exit = 1, .errors = "\\frameworks\\\\plugins does not exist"},
+    {.calls = {"CreateFileW", "GetFinalPathNameByHandleW"}, .kinds = daemonRuns, .uses = {2}, .exit = 1, .output = "\\frameworks\\\\bin\\dbus-daemon.exe"},
+    {.calls = {"CreateFileW", "GetFinalPathNameByHandleW"}, .kinds = {List}, .uses = {1, 3}, .output = noCurrent},
+    {.calls = {"CreateFileW", "GetFinalPathNameByHandleW"}, .kinds = {List}, .uses = {2, 4}, .output = "Current version: \n"},
+    {.calls = {"GetFullPathNameW", "FindFirstFileW"}, .kinds = {List}, .uses = {1, 3}, .errors = foreignCurrent},
+    // The order of the file system decides which versions were found before.
+    {.calls = {"FindNextFileW"}, .kinds = {List}, .uses = {1, 2, 3, 4, 6, 7, 8}, .output = onlyCurrents},
+    {.calls = {"FindNextFileW"}, .kinds = {List}, .uses = {1, 2, 3, 4, 6, 7, 8}, .output = onlyCurrents, .errors = foreignCurrent},
+    {.calls = {"GetModuleFileNameA", "_putenv_s"}, .kinds = toolRuns, .exit = 1, .output = "ERROR: directory C:\\ZQClient\\tools"},
+    {.calls = {"GetModuleFileNameA", "_putenv_s"}, .kinds = daemonRuns, .exit = 1, .output = "command: C:\\ZQClient\\frameworks\\current\\bin"},
+    {.calls = {"GetModuleFileNameA", "_putenv_s"}, .kinds = {List}, .output = noCurrent},
+    // The start of the tool.
+    {.calls = {"CreatePipe", "GetStdHandle", "WriteFile"}, .kinds = {Forward}, .silent = true},
+    {.calls = {"CreateJobObjectW"}, .kinds = allButList, .exit = 1, .output = "info.ghJob == NULL!\n"},
+    {.calls = {"SetInformationJobObject"}, .kinds = allButList, .exit = 1, .output = "SetInformationJobObject( info.ghJob,"},
+    {.calls = {"CreateProcessW"}, .kinds = {Launch, Forward, Daemon, Console, Failed, Service}, .exit = 1, .output = "CreateProcessAsUser Error 5\nERROR MESSAGE: "},
+    {.calls = {"FormatMessageW"}, .kinds = {Failed}, .output = "CreateProcessAsUser Error 193\n"},
+    {.calls = {"WTSGetActiveConsoleSessionId"}, .kinds = {User}, .output = "WTSQueryUserToken02\n"},
+    {.calls = {"WTSQueryUserToken"}, .kinds = {User}, .output = "WTSQueryUserToken05\nWTSQueryUserToken15\n"},
+    {.calls = {"CreateEnvironmentBlock"}, .kinds = {User}, .exit = 1, .output = "last error 5\nCreateProcessAsUser Error 5\n"},
+    {.calls = {"CreateProcessAsUserW"}, .kinds = {User}, .exit = 1, .output = "CreateProcessAsUser Error 5\nERROR MESSAGE: "},
+    {.calls = {"ResumeThread"}, .kinds = started, .exit = waits, .silent = true},
+    {.calls = {"AssignProcessToJobObject"}, .kinds = {Launch, Forward, User, Daemon, Console, Service}, .exit = 1, .output = "AssignProcessToJobObject(info.ghJob, info.win"},
+    {.calls = {"WaitForSingleObject"}, .kinds = started, .uses = {2}, .usualText = true},
+    {.calls = {"GetExitCodeProcess"}, .kinds = started, .exit = 0, .usualText = true},
+    // The service's own calls. One whose tool can't be asked to end is stopped after its grace.
+    {.calls = {"StartServiceCtrlDispatcherW"}, .kinds = {Service}, .exit = waits}, // on a console: no stop comes
+    {.calls = {"RegisterServiceCtrlHandlerW"}, .kinds = {Service}, .exit = waits, .debug = "ServiceMain: RegisterServiceCtrlHandler returned error\n" + prefix + "Exit\n"},
+    {.calls = {"SetServiceStatus"}, .kinds = {Service}, .uses = {1}, .debug = "ServiceMain: SetServiceStatus returned error\n", .reports = running + stopping + stopped(9)},
+    {.calls = {"SetServiceStatus"}, .kinds = {Service}, .uses = {2}, .debug = "ServiceMain: SetServiceStatus returned error\n", .reports = starting + stopping + stopped(9)},
+    {.calls = {"SetServiceStatus"}, .kinds = {Service}, .uses = {3}, .debug = "ServiceCtrlHandler: SetServiceStatus returned error\n", .reports = running + stopped(9)},
+    {.calls = {"SetServiceStatus"}, .kinds = {Service}, .uses = {4}, .exit = waits, .debug = "ServiceMain: SetServiceStatus returned error\n", .reports = running + stopping},
+    {.calls = {"CreateThread"}, .kinds = {Service}, .exit = 1, .debug = "ServiceMain: Exit\n", .reports = starting + stopped(1)},
+    {.calls = {"CreateEventW"}, .kinds = {Service}, .exit = 0, .debug = "ServiceMain: CreateEvent(g_ServiceStopEvent) returned error\n" + prefix + "Exit\n", .reports = starting + "16 1 0 0 0 1 0\n"},
+    {.calls = {"SetEvent"}, .kinds = {Service}, .exit = waits, .reports = running + stopping},
+    {.calls = {"PostThreadMessageW", "ResumeThread", "GetExitCodeProcess"}, .kinds = {Service}, .exit = 0, .reports = stopping + stopped(0)},
+    // It is chance which thread waits first. If it is the service's main one, the stop comes at once.
+    {.calls = {"WaitForSingleObject"}, .kinds = {Service}, .uses = {1, 2}, .usualText = true},
+    {.calls = {"WaitForSingleObject"}, .kinds = {Service}, .uses = {1, 2}, .exit = 0, .reports = stopped(0)},
+    {.calls = {"OutputDebugStringW"}, .kinds = {Service}, .reports = starting + running + stopping + stopped(9), .word = "zqEnd!"},
+    // For the tool, the end of the pipe is a request too.
+    {.calls = {"CreateNamedPipeW"}, .kinds = {Service}, .debug = "Termination Pipe is invalid.\n", .reports = running + stopped(9), .word = "error "},
+    {.calls = {"ConnectNamedPipe"}, .kinds = {Service}, .reports = running + stopped(9), .word = "error "},
+    {.calls = {"WriteFile"}, .kinds = {Service}, .debug = "Write to pipe faile.\n", .reports = stopping + stopped(9), .word = "error "},
+};
+// clang-format on
+
+// The calls of loops that wait for something.
+const std::vector<std::string> polls = {"WaitForSingleObject", "PeekMessageW", "PeekNamedPipe"};
+
+using OutcomeMatcher = testing::Matcher<const Outcome &>;
+using Texts = testing::Matcher<const std::string &>;
+
+template <typename T> bool holds(const std::vector<T> &values, const T &value) {
+    return std::find(values.begin(), values.end(), value) != values.end();
+}
+
+// The launcher prints a line for a granted query or not, depending on older last errors.
+std::string withoutGrantedQuery(const std::string &output) {
+    return std::regex_replace(output, std::regex("WTSQueryUserToken1.*\n"), "");
+}
+
+OutcomeMatcher matches(int exit, const Texts &output, const Texts &errors, const Texts &debug,
+                       const Texts &reports, const Texts &word) {
+    using testing::Field;
+    return testing::AllOf(
+        Field("exit", &Outcome::exit, exit), Field("output", &Outcome::output, output),
+        Field("errors", &Outcome::errors, errors), Field("debug", &Outcome::debug, debug),
+        Field("reports", &Outcome::reports, reports), Field("word", &Outcome::word, word));
+}
+
+Texts matchesOutput(const std::string &output) {
+    return testing::ResultOf(withoutGrantedQuery, withoutGrantedQuery(output));
+}
+
+OutcomeMatcher isAsUsual(const Outcome &usualRun) {
+    return matches(usualRun.exit, matchesOutput(usualRun.output), usualRun.errors, usualRun.debug,
+                   usualRun.reports, usualRun.word);
+}
+
+OutcomeMatcher isAsItsRowSays(const Row &row, const Outcome &usualRun) {
+    Texts output = HasSubstr(row.output), errors = HasSubstr(row.errors);
+    if (row.usualText)
+        output = matchesOutput(usualRun.output);
+    if (row.silent)
+        output = testing::Not(HasSubstr("#"));
+    if (row.errors.empty())
+        errors = "";
+    return matches(row.exit == usual ? usualRun.exit : row.exit, output, errors,
+                   HasSubstr(row.debug), HasSubstr(row.reports), HasSubstr(row.word));
+}
+
+class Faults : public LaunchTest, public testing::WithParamInterface<KindOfRun> {
 protected:
-    FaultRun run(const std::string &call, const std::string &effect) const {
-        LauncherStart launch{.arguments = GetParam().options, .program = launcher};
-        std::string &last = launch.arguments.back();
-        if (const std::size_t at = last.find('%'); at != last.npos) // a file of the run's own
-            last.replace(at, 1, (folder / ("word" + call + effect)).string());
-        return {folder, launch, GetParam().name == "service", call, effect};
-    }
-    // The runs with the effect on each call, ended but for those that are to wait.
-    std::list<FaultRun> runsWith(const std::string &effect, const std::map<std::string, int> &calls,
-                                 int least = 1) const {
-        std::list<FaultRun> runs;
-        for (const auto &[call, count] : calls)
-            if (count >= least &&
-                !(effect == "5:2" && findRow(call + ":2", GetParam().name).scenarios != "all"))
-                runs.push_back(run(call, effect)); // but for those with a row
-        for (const Row &row : table)               // of later uses
-            if (const std::size_t end = row.call.find(':');
-                effect == "5" && end != row.call.npos && holds(row.scenarios, GetParam().name))
-                runs.push_back(run(row.call.substr(0, end), effect + row.call.substr(end)));
-        const auto isAwaited = [&](FaultRun &each) {
-            return !each.advance() && findRow(each.row, GetParam().name).statuses != waits;
-        };
-        waitUntil([&] { return std::count_if(runs.begin(), runs.end(), isAwaited) == 0; });
-        return runs;
+    void SetUp() override {
+        addTool("7.2", "zqStageWatch");
+        writeFile(tools / "7.2" / "zqText" / "zqText.exe", "no program\n");
+        placeProgram(probeProgram, framework / "bin" / "dbus-daemon.exe");
+        writeFile(framework / "bin" / "dbus-daemon.todo", tool);
+
+        FaultRun run = start({});
+        ASSERT_TRUE(waitUntil([&run] { return run.hasEnded(); }));
+        usualRun = run.end();
+        ASSERT_EQ(usualRun.exit, GetParam().exit) << testing::PrintToString(usualRun);
+        std::istringstream lines(usualRun.calls);
+        for (std::string line; std::getline(lines, line);)
+            if (line.find(' ') == line.npos) // else a note beside a call
+                ++usesOf[line];
+        checkHygiene(usualRun);
     }
 
-    std::filesystem::path launcher = addTool("7.2", "zqLauncher", launcherProgram);
+    void TearDown() override {
+        EXPECT_TRUE(waitUntil([this] { return !isRunning(); })) << "a process is left";
+    }
+
+    FaultRun start(const Fault &fault) const {
+        return {folder,
+                {.arguments = GetParam().options, .program = launcher},
+                GetParam().kind == Service,
+                fault};
+    }
+
+    std::vector<Row> rowsFor(const Fault &fault) const {
+        std::vector<Row> rows;
+        for (const Row &row : table)
+            if (!fault.isLate && holds(row.kinds, GetParam().kind) &&
+                holds(row.calls, fault.call) && holds(row.uses, fault.use))
+                rows.push_back(row);
+        return rows;
+    }
+
+    bool isToWait(const Fault &fault) const {
+        const std::vector<Row> rows = rowsFor(fault);
+        return !rows.empty() && rows.front().exit == waits;
+    }
+
+    // The first use of each call or all later ones, and what the rows name. Those that poll make a
+    // call as often as time wants, so no row means no fault for their later uses.
+    std::vector<Fault> faults(bool later) const {
+        std::set<std::pair<std::string, int>> uses;
+        for (const auto &[call, count] : usesOf)
+            for (int use = 1; use <= (holds(polls, call) ? 1 : count); ++use)
+                uses.emplace(call, use);
+        for (const Row &row : table)
+            if (holds(row.kinds, GetParam().kind))
+                for (const std::string &call : row.calls)
+                    for (const int use : row.uses)
+                        uses.emplace(call, use);
+        std::vector<Fault> found;
+        for (const auto &[call, use] : uses)
+            if ((use > 1) == later)
+                found.push_back({.call = call, .use = use});
+        return found;
+    }
+
+    // Runs with the faults, so many side by side.
+    void check(const std::vector<Fault> &faults) const {
+        constexpr std::size_t sideBySide = 30;
+        for (std::size_t at = 0; at < faults.size(); at += sideBySide) {
+            std::list<FaultRun> runs;
+            for (std::size_t i = at; i < std::min(at + sideBySide, faults.size()); ++i)
+                runs.push_back(start(faults[i]));
+            awaitEnds(runs);
+            for (FaultRun &run : runs)
+                checkOutcome(run.fault, run.end());
+        }
+    }
+
+    // A run that is to wait still runs when a usual one has ended that began after all the others'
+    // ends.
+    void awaitEnds(std::list<FaultRun> &runs) const {
+        const auto isAwaited = [this](FaultRun &run) {
+            return !run.hasEnded() && !isToWait(run.fault);
+        };
+        const auto allHaveEnded = [&] {
+            return std::count_if(runs.begin(), runs.end(), isAwaited) == 0;
+        };
+        waitUntil(allHaveEnded);
+        const auto waiting = [this](const FaultRun &run) { return isToWait(run.fault); };
+        if (std::any_of(runs.begin(), runs.end(), waiting)) {
+            runs.push_back(start({}));
+            waitUntil(allHaveEnded);
+        }
+    }
+
+    void checkOutcome(const Fault &fault, const Outcome &outcome) const {
+        SCOPED_TRACE(fault.call + ", use " + std::to_string(fault.use));
+        std::vector<OutcomeMatcher> expected;
+        for (const Row &row : rowsFor(fault))
+            expected.push_back(isAsItsRowSays(row, usualRun));
+        if (expected.empty())
+            expected.push_back(isAsUsual(usualRun));
+        EXPECT_THAT(outcome, testing::AnyOfArray(expected));
+        EXPECT_TRUE(fault.call.empty() || countLines(outcome.calls, fault.call) >= fault.use)
+            << "this kind of run doesn't make the call so often";
+        checkHygiene(outcome);
+    }
+
+    void checkHygiene(const Outcome &outcome) const {
+        const std::string printed = outcome.output + outcome.errors;
+        EXPECT_EQ(printed.find("Sanitizer"), printed.npos) << printed;
+        EXPECT_EQ(printed.find("runtime error: "), printed.npos) << printed;
+        EXPECT_EQ(countLines(outcome.calls, "Sleep 0"), 0) << "a wait is a busy loop";
+        for (const auto &[call, count] : usesOf)
+            EXPECT_LT(countLines(outcome.calls, call), 100) << call << " is polled without a pause";
+        if (GetParam().kind == Service && outcome.exit != waits) {
+            const std::string end = "16 1 0 " + std::to_string(outcome.exit) + " 0 ";
+            EXPECT_THAT(outcome.reports, HasSubstr(end)) << "the exit status isn't reported";
+        }
+    }
+
+    Outcome usualRun;
+    std::map<std::string, int> usesOf; // of the calls that can fail, in the usual run
+
+    const std::filesystem::path launcher = addTool("7.2", "zqLauncher", launcherProgram);
 };
 
-TEST_P(Faults, EachCallOfARunFailsOnceOrComesLate) {
-    addTool("7.2", "zqStageWatch");
-    writeFile(tools / "7.2" / "zqText" / "zqText.exe", "no program\n");
-    placeProgram(probeProgram, framework / "bin" / "dbus-daemon.exe");
-    writeFile(framework / "bin" / "dbus-daemon.todo", tool);
-
-    FaultRun unharmed = run("", "");
-    ASSERT_TRUE(waitUntil([&] { return unharmed.advance(); }));
-    ASSERT_EQ(unharmed.status(), GetParam().status);
-    const std::string usualText = unharmed.text();
-    EXPECT_THAT(usualText, HasSubstr(GetParam().text));
-    for (const std::string &call : GetParam().calls)
-        EXPECT_THAT(unharmed.calls(), HasSubstr(call));
-    std::map<std::string, int> calls;
-    for (const std::string &call : split(unharmed.calls(), "\n"))
-        if (call.find(' ') == call.npos) // else it can't fail
-            ++calls[call];
-    for (const auto &[call, count] : calls)
-        EXPECT_LT(count, 100) << call << " is polled without a pause";
-    ASSERT_TRUE(table.size() >= 40 && scenarios.size() == 8);
-    for (const Row &row : table)
-        EXPECT_TRUE(!holds(row.scenarios, GetParam().name) ||
-                    calls.count(row.call.substr(0, row.call.find(':'))) == 1)
-            << row.call << " isn't called";
-
-    std::list<FaultRun> runs = runsWith("5", calls);
-    std::this_thread::sleep_for(2s); // those that are to wait do so for longer than a run takes
-    for (FaultRun &each : runs) {
-        SCOPED_TRACE(each.row + " failing");
-        const Row row = findRow(each.row, GetParam().name);
-        const std::string status = each.status(), errors = each.launcher().errors();
-        const bool isError = row.text.starts_with("2> ");
-        const std::string text = isError ? "2> " + errors : each.text(row.text != usual);
-        EXPECT_TRUE(holds(row.statuses == usual ? GetParam().status : row.statuses, status))
-            << status;
-        testing::Matcher<std::string> expected = HasSubstr(row.text);
-        if (row.text == usual)
-            expected = usualText;
-        else if (row.text == silent)
-            expected = testing::Not(HasSubstr("#"));
-        else if (row.text.ends_with('$'))
-            expected = testing::EndsWith(row.text.substr(0, row.text.size() - 1));
-        EXPECT_THAT(text, expected);
-        EXPECT_TRUE(errors.find("Sanitizer") == errors.npos &&
-                    (row.text.empty() || errors.empty() != isError))
-            << errors;
-    }
-    for (FaultRun &each : runsWith("5:2", calls, 2)) {
-        SCOPED_TRACE(each.call + " failing at its second use");
-        EXPECT_THAT(each.status(), testing::AnyOf("0", "1", GetParam().status));
-        EXPECT_EQ(each.text(/*withQueries=*/true).find("Sanitizer"), std::string::npos)
-            << each.text(/*withQueries=*/true);
-    }
-    for (FaultRun &each : runsWith("late", calls)) {
-        SCOPED_TRACE(each.call + " coming late");
-        EXPECT_EQ(each.status(), GetParam().status);
-        EXPECT_EQ(each.text(), usualText);
-    }
-    EXPECT_TRUE(waitUntil([&] { return !isRunning(); }));
+TEST_P(Faults, UsualRunPrintsCallsAndReleasesAsItsKindSays) {
+    const KindOfRun &kind = GetParam();
+    EXPECT_THAT(usualRun, matches(kind.exit, HasSubstr(kind.output), "", HasSubstr(kind.debug),
+                                  kind.reports, HasSubstr(kind.word)));
+    EXPECT_THAT(usualRun.calls, HasSubstr(kind.creation));
+    std::string released = "\n";
+    for (const std::string &call : kind.released)
+        released += call + "\n";
+    EXPECT_THAT(usualRun.calls, HasSubstr(released));
 }
 
-INSTANTIATE_TEST_SUITE_P(Of, Faults, testing::ValuesIn(scenarios),
-                         [](const auto &each) { return each.param.name; });
+TEST_P(Faults, FailedCallIsReportedOrHarmless) {
+    check(faults(/*later=*/false));
+}
+
+TEST_P(Faults, FailedLaterUseEndsTheRunAsItsRowSays) {
+    check(faults(/*later=*/true));
+}
+
+TEST_P(Faults, LateCallChangesNothing) {
+    std::vector<Fault> late;
+    for (const auto &[call, count] : usesOf)
+        late.push_back({.call = call, .isLate = true});
+    check(late);
+}
+
+INSTANTIATE_TEST_SUITE_P(Each, Faults, testing::ValuesIn(kinds),
+                         [](const auto &kind) { return kind.param.name; });
 
 } // namespace
