@@ -22,4 +22,7 @@ TEST_F(OutputForwarding, Takes4096BytesEach100Ms) {
     EXPECT_LE(leastBetween(first, last), pauses * 100ms + 1000ms);
 }
 
+// Each chunk is forwarded up to its first zero byte. The tool goes on when what it has written is
+// there, and writes more right before its end.
+
 } // namespace

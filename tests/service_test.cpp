@@ -8,6 +8,8 @@ namespace {
 
 class Service : public LaunchTest {
 protected:
+    void SetUp() override { SKIP_WITHOUT(Feature::Services); }
+
     CallLog calls{folder};
 };
 
@@ -24,14 +26,14 @@ TEST_F(Service, ReportsFromTheStartToTheRunsEnd) {
                             {{"-c"}, starting + stopped(0), 0},
                             {{"-t", "zqNone"}, starting + stopped(1), 1},
                             {{"-t", "zqText"}, starting + stopped(1), 1}};
-    // For Linux: Wine's manager doesn't notice a process that goes, and no call comes late there.
-    if (!onWindows)
-        cases.insert(cases.end(),
-                     {{{"-u", "abc"}, starting, 1},
-                      // It runs from its start-up tool on; the start of the tool then fails.
-                      {{"-u", "0", "-t", "zqStage", "-b", windowsPath(text)},
-                       starting + running + stopped(1),
-                       1}});
+    if (platform() ==
+        Platform::StandIn) // Windows shows a service that ends without a report as stopped
+        cases.push_back({{"-u", "abc"}, starting, 1});
+    if (has(Feature::CallsNoted)) // it runs from its start-up tool on; the start of the tool fails
+                                  // late
+        cases.push_back({{"-u", "0", "-t", "zqStage", "-b", windowsPath(text)},
+                         starting + running + stopped(1),
+                         1});
     for (const Case &each : cases) {
         const std::filesystem::path log = folder / "debug";
         ServiceManager manager(
@@ -40,15 +42,14 @@ TEST_F(Service, ReportsFromTheStartToTheRunsEnd) {
         EXPECT_EQ(manager.wait(), each.exitCode);
         EXPECT_EQ(manager.reports(), each.reports);
         const std::string end = each.reports.find(running) != each.reports.npos ? "Done" : "Exit";
-        EXPECT_TRUE(onWindows || each.reports == starting ||
+        EXPECT_TRUE(!has(Feature::CallsNoted) || each.reports == starting ||
                     readFile(log).find("ServiceMain: " + end + "\n") != std::string::npos);
         std::filesystem::remove(log);
     }
 }
 
 TEST_F(Service, RunsFromItsStartUpToolOnThoughTheToolIsLate) {
-    if (onWindows)
-        GTEST_SKIP() << "no call comes late there";
+    SKIP_WITHOUT(Feature::CallsNoted);
     LauncherStart launch = start({"-u", "0", "-t", "zqStage", "-a", "exit=7"}, calls.variables());
     launch.environment["ZQHOST_FAIL"] = "CreateProcessW:late";
     ServiceManager manager(folder, launch);
@@ -63,8 +64,7 @@ TEST_F(Service, RunsFromItsStartUpToolOnThoughTheToolIsLate) {
 // The failed launch is the first that the service sees. It then waits for the run without reporting
 // it as running, and can't be stopped.
 TEST_F(Service, WithAFailedStartUpToolIsPendingWhileItsToolRuns) {
-    if (onWindows)
-        GTEST_SKIP() << "no call fails at will there";
+    SKIP_WITHOUT(Feature::CallsNoted);
     const std::filesystem::path log = folder / "debug";
     const std::string orders = "await=" + (folder / "go").generic_string() + " exit=7";
     ServiceManager manager(
@@ -83,8 +83,7 @@ TEST_F(Service, WithAFailedStartUpToolIsPendingWhileItsToolRuns) {
 
 // Each try for a user's token is followed by a pause of its own, so the others are the service's.
 TEST_F(Service, PausesBetweenItsLooksAtTheLaunch) {
-    if (onWindows)
-        GTEST_SKIP() << "only the stand-in notes its calls";
+    SKIP_WITHOUT(Feature::CallsNoted);
     LauncherStart launch = start({"-u", "1", "-t", "zqStage", "-n"}, calls.variables());
     launch.environment["ZQHOST_CONSOLE_USER"] = (folder / "nobody").string();
     ServiceManager manager(folder, launch);
@@ -96,8 +95,7 @@ TEST_F(Service, PausesBetweenItsLooksAtTheLaunch) {
 // The manager may go while the service's threads are at work with what the process's entry holds:
 // while they wait for a launch, both of them every millisecond, and while they report the end.
 TEST_F(Service, ManagerThatGoesFindsItsThreadsUnharmed) {
-    if (onWindows)
-        GTEST_SKIP() << "the system's manager stays";
+    SKIP_WITHOUT(Feature::ManagerThatGoes);
     struct Case {
         std::vector<std::string> options;
         std::string fault, call;

@@ -3,6 +3,7 @@
 #include "platform/windows_api.h"
 #include "primitives/wide_text.h"
 #include "support/host.h"
+#include "support/platform.h"
 
 #include <gtest/gtest.h>
 
@@ -25,8 +26,7 @@ TEST(TerminationPipe, FlagThatDoesNotComeIsAwaitedFor5Ms) {
 // The opening that ends the wait for a client comes before the request to stop. The thread that it
 // wakes doesn't look for the request at once, as it would have to pause for a second then.
 TEST(TerminationPipe, RequestToStopMayFollowTheOpening) {
-    if (testing_support::onWindows)
-        GTEST_SKIP() << "a pause there takes a tick of the timer, longer than the thread waits";
+    SKIP_WITHOUT(testing_support::Feature::ShortPauses);
     std::uint32_t number = 0;
     // A round in which this thread itself came too late says nothing.
     const auto isRequestInTime = [&number] {

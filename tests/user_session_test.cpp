@@ -15,8 +15,7 @@ class UserSession : public LaunchTest {};
 // Faults are read at a program's start, so this one starts anew. Its abrupt end would leave a
 // folder.
 TEST(UserEnvironment, ThatFailsIsMinusOne) {
-    if (onWindows)
-        GTEST_SKIP() << "no call fails at will there";
+    SKIP_WITHOUT(Feature::CallsNoted);
     GTEST_FLAG_SET(death_test_style, "threadsafe");
     ::_putenv_s("ZQHOST_FAIL", "CreateEnvironmentBlock:5");
     EXPECT_EXIT(std::_Exit(ProcessHandling::startProcess("none", {}, /*userId=*/1, false, false, "",
@@ -26,11 +25,27 @@ TEST(UserEnvironment, ThatFailsIsMinusOne) {
     ::_putenv_s("ZQHOST_FAIL", "");
 }
 
+TEST_F(UserSession, LaunchWaitsForAUserAndGivesThatUsersEnvironment) {
+    SKIP_WITHOUT(Feature::EmptyConsole);
+    const std::filesystem::path user = folder / "console_user";
+    const CallLog calls(folder);
+    LauncherStart launch =
+        start({"-u", "1", "-n", "-t", "zqStage", "-a", reportTo("tool")}, calls.variables());
+    launch.environment["ZQHOST_CONSOLE_USER"] = user.string();
+    launch.environment["USER"] = "launcher";
+    LauncherRun run(folder, launch);
+    EXPECT_TRUE(run.awaitOutput("WTSQueryUserToken01008\nWTSQueryUserToken01008\n"));
+    EXPECT_FALSE(std::filesystem::exists(folder / "tool"));
+    writeFile(user, "somebody");
+    EXPECT_EQ(run.wait(), 0u);
+    EXPECT_EQ(readReport("tool").at("USER"), "somebody");
+    EXPECT_EQ(calls.count("GetTokenInformation"), 0) << "no linked token is asked for";
+}
+
 // At first nobody is there, then a user whose linked token is null. For each of them the tokens are
 // asked for again after a pause, and closed before.
 TEST_F(UserSession, NullLinkedTokenCountsAsNoUserYet) {
-    if (onWindows)
-        GTEST_SKIP() << "no linked token is null there";
+    SKIP_WITHOUT(Feature::CallsNoted);
     addTool("7.2", "zqStageWatch");
     const std::filesystem::path user = folder / "user";
     const CallLog calls(folder);

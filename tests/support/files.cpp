@@ -17,26 +17,24 @@ std::string windowsPath(const fs::path &path) {
     return text.starts_with('\\') ? "Z:" + text : text;
 }
 
-std::string unixPath(const fs::path &path) {
-    std::string text = windowsPath(path).substr(2);
-    std::replace(text.begin(), text.end(), '\\', '/');
-    return text;
-}
-
 fs::path hostPath(const fs::path &path) {
-    return onWindows ? windowsPath(path) : unixPath(path);
+    std::string text = windowsPath(path);
+    if (platform() == Platform::StandIn) {
+        text.erase(0, std::string("Z:").size());
+        std::replace(text.begin(), text.end(), '\\', '/');
+    }
+    return text;
 }
 
 TemporaryFolder::TemporaryFolder() {
     std::random_device random;
     do
-        folder = hostPath("/tmp/launcher_test_" + std::to_string(random()));
+        folder = temporaryRoot() / ("launcher_test_" + std::to_string(random()));
     while (!fs::create_directory(folder));
 }
 
 TemporaryFolder::~TemporaryFolder() {
-    // Not by the C++ library: it would follow links under Wine, and mind programs that still run.
-    runShell("rm -rf '" + unixPath(folder) + "'");
+    removeTree(folder);
 }
 
 std::string readFile(const fs::path &path) {
@@ -56,9 +54,9 @@ void placeProgram(const fs::path &program, const fs::path &path) {
     fs::copy_file(program, path);
 }
 
-void makeLink(const fs::path &link, const std::string &target) {
+void makeLink(const fs::path &link, const fs::path &target) {
     fs::create_directories(link.parent_path());
-    if (!runShell("ln -s '" + target + "' '" + unixPath(link) + "'"))
+    if (!makeHostLink(link, target))
         throw std::runtime_error("no link " + link.string());
 }
 

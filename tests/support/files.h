@@ -5,12 +5,11 @@
 
 namespace testing_support {
 
-// Forms of one path: Z:\tmp\x, /tmp/x, and whichever of them the test itself opens.
+// Forms of one path: as the launcher knows it, with a drive, and as the test itself opens it.
 std::string windowsPath(const std::filesystem::path &path);
-std::string unixPath(const std::filesystem::path &path);
 std::filesystem::path hostPath(const std::filesystem::path &path);
 
-// A fresh folder below /tmp, removed at the end with all that it holds.
+// A fresh folder, removed at the end with all that it holds.
 class TemporaryFolder {
 public:
     TemporaryFolder();
@@ -31,7 +30,7 @@ std::string readFile(const std::filesystem::path &path);
 void writeFile(const std::filesystem::path &path, const std::string &text);
 // Makes the directories above it.
 void placeProgram(const std::filesystem::path &program, const std::filesystem::path &path);
-// The target as the link is to hold it; a relative one is seen from the link's directory.
-void makeLink(const std::filesystem::path &link, const std::string &target);
+// A relative target is seen from the link's directory. Throws if the system makes no such link.
+void makeLink(const std::filesystem::path &link, const std::filesystem::path &target);
 
 } // namespace testing_support

@@ -11,11 +11,8 @@
 // What the tests and the probe need of the host, in one source for each target.
 namespace testing_support {
 
-#ifdef _WIN32
-inline constexpr bool onWindows = true;
-#else
-inline constexpr bool onWindows = false;
-#endif
+enum class Platform { StandIn, Wine, Windows };
+Platform platform();
 
 inline constexpr std::chrono::milliseconds waitLimit{30000};
 
@@ -50,9 +47,29 @@ private:
     std::optional<std::uint32_t> exitCode;
 };
 
-// Runs a line of the Linux shell, from under Wine too, with paths in the unixPath form and without
-// double quotes. Returns whether it ended with 0.
-bool runShell(const std::string &line);
+// Another process, by its id; it must run when it is made known.
+class WatchedProcess {
+public:
+    explicit WatchedProcess(std::uint32_t id);
+    ~WatchedProcess();
+    WatchedProcess(const WatchedProcess &) = delete;
+    WatchedProcess &operator=(const WatchedProcess &) = delete;
+
+    bool hasEnded() const;
+
+private:
+    std::intptr_t process; // the system's descriptor or handle
+};
+
+// How many processes run a program that is below the folder.
+std::size_t countProcessesBelow(const std::filesystem::path &folder);
+
+std::filesystem::path ownFolder();     // of the running program
+std::filesystem::path temporaryRoot(); // where folders may be made, without spaces in its path
+bool makeHostLink(const std::filesystem::path &link, const std::filesystem::path &target);
+bool removeTree(const std::filesystem::path &folder); // follows no link
+bool mayRegisterServices();
+bool mayLinkFiles();
 
 std::string ownCommandLine(); // as its creator gave it
 std::size_t ownPipes();       // the ends of anonymous pipes that this process has

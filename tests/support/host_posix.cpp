@@ -3,9 +3,11 @@
 #include <csignal>
 #include <cstdlib>
 #include <fcntl.h>
+#include <poll.h>
 #include <set>
 #include <stdexcept>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -51,8 +53,58 @@ void HostProcess::kill() {
         ::kill(static_cast<pid_t>(process), SIGKILL);
 }
 
-bool runShell(const std::string &line) {
-    return std::system(line.c_str()) == 0;
+Platform platform() {
+    return Platform::StandIn;
+}
+
+WatchedProcess::WatchedProcess(std::uint32_t id) : process(::syscall(SYS_pidfd_open, id, 0)) {}
+
+WatchedProcess::~WatchedProcess() {
+    ::close(static_cast<int>(process));
+}
+
+bool WatchedProcess::hasEnded() const {
+    pollfd polled{static_cast<int>(process), POLLIN, 0};
+    return process < 0 || ::poll(&polled, 1, 0) > 0;
+}
+
+std::size_t countProcessesBelow(const std::filesystem::path &folder) {
+    std::size_t count = 0;
+    for (const auto &entry : std::filesystem::directory_iterator("/proc")) {
+        std::error_code error; // no process, or one that has ended
+        const std::string program =
+            std::filesystem::read_symlink(entry.path() / "exe", error).string();
+        count += program.starts_with(folder.string() + "/") ? 1u : 0u;
+    }
+    return count;
+}
+
+std::filesystem::path ownFolder() {
+    return std::filesystem::read_symlink("/proc/self/exe").parent_path();
+}
+
+std::filesystem::path temporaryRoot() {
+    return "/tmp";
+}
+
+bool makeHostLink(const std::filesystem::path &link, const std::filesystem::path &target) {
+    std::error_code error;
+    std::filesystem::create_symlink(target, link, error);
+    return !error;
+}
+
+bool removeTree(const std::filesystem::path &folder) {
+    std::error_code error;
+    std::filesystem::remove_all(folder, error);
+    return !error;
+}
+
+bool mayRegisterServices() {
+    return true;
+}
+
+bool mayLinkFiles() {
+    return true;
 }
 
 std::string ownCommandLine() {

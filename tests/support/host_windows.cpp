@@ -1,13 +1,19 @@
-#include "support/files.h"
 #include "support/host.h"
+#include "support/wine.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <regex>
 #include <stdexcept>
+
 #include <windows.h>
+
+#include <tlhelp32.h>
+#include <winioctl.h>
 
 // The narrow calls take UTF-8: the manifest of each program says so.
 namespace testing_support {
+namespace fs = std::filesystem;
 namespace {
 
 // As the C runtime splits it again, for arguments that don't both need quotes and end in a
@@ -16,6 +22,57 @@ std::string quoted(const std::string &argument) {
     if (!argument.empty() && argument.find_first_of(" \"") == argument.npos)
         return argument;
     return '"' + std::regex_replace(argument, std::regex("(\\\\*)\""), "$1$1\\\"") + '"';
+}
+
+bool makeFileLink(const fs::path &link, const fs::path &target) {
+    constexpr DWORD withoutRights = 2; // where the system lets developers do so
+    return ::CreateSymbolicLinkW(link.c_str(), target.c_str(), withoutRights) != FALSE;
+}
+
+// Needs no rights, unlike a symbolic link.
+bool makeJunction(const fs::path &link, const fs::path &target) {
+    const std::wstring path = L"\\??\\" + target.lexically_normal().wstring();
+    struct {
+        DWORD tag = IO_REPARSE_TAG_MOUNT_POINT;
+        WORD dataLength = 0, reserved = 0;
+        WORD pathOffset = 0, pathLength = 0, nameOffset = 0, nameLength = 0;
+        WCHAR text[1024]{};
+    } data;
+    constexpr std::size_t headerSize = 8, offsetsSize = 8;
+    path.copy(data.text, 1000);
+    data.pathLength = static_cast<WORD>(path.size() * sizeof(WCHAR));
+    data.nameOffset = static_cast<WORD>(data.pathLength + sizeof(WCHAR)); // an empty name
+    data.dataLength = static_cast<WORD>(offsetsSize + data.nameOffset + sizeof(WCHAR));
+    ::CreateDirectoryW(link.c_str(), nullptr);
+    const HANDLE file =
+        ::CreateFileW(link.c_str(), GENERIC_WRITE, 0, nullptr, OPEN_EXISTING,
+                      FILE_FLAG_BACKUP_SEMANTICS | FILE_FLAG_OPEN_REPARSE_POINT, nullptr);
+    DWORD returned = 0;
+    const BOOL made = ::DeviceIoControl(file, FSCTL_SET_REPARSE_POINT, &data,
+                                        static_cast<DWORD>(headerSize + data.dataLength), nullptr,
+                                        0, &returned, nullptr);
+    ::CloseHandle(file);
+    return made != FALSE;
+}
+
+bool removeEntries(const fs::path &folder) {
+    WIN32_FIND_DATAW entry;
+    const HANDLE search = ::FindFirstFileW((folder / L"*").c_str(), &entry);
+    bool removed = search != INVALID_HANDLE_VALUE;
+    do {
+        const fs::path path = folder / entry.cFileName;
+        const bool isDirectory = (entry.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
+        const bool isLink = (entry.dwFileAttributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0;
+        if (path.filename() == L"." || path.filename() == L"..")
+            continue;
+        ::SetFileAttributesW(path.c_str(), FILE_ATTRIBUTE_NORMAL);
+        if (isDirectory && !isLink)
+            removed = removeEntries(path) && removed;
+        removed = (isDirectory ? ::RemoveDirectoryW(path.c_str()) : ::DeleteFileW(path.c_str())) &&
+                  removed;
+    } while (::FindNextFileW(search, &entry) != 0);
+    ::FindClose(search);
+    return removed;
 }
 
 } // namespace
@@ -68,21 +125,85 @@ void HostProcess::kill() {
     ::TerminateProcess(reinterpret_cast<HANDLE>(process), 137);
 }
 
-bool runShell(const std::string &line) {
-    // Wine gives no handle to a Linux program, so the line leaves its status in a file.
-    static int count = 0;
-    const std::string status =
-        "/tmp/shell_" + std::to_string(::GetCurrentProcessId()) + "_" + std::to_string(++count);
-    std::string command = "Z:\\bin\\sh -c \"(" + line + "); echo $? >" + status + "\"";
-    STARTUPINFOA startup{};
-    startup.cb = sizeof startup;
-    PROCESS_INFORMATION information{};
-    ::CreateProcessA(nullptr, command.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr,
-                     &startup, &information);
-    std::string text;
-    waitUntil([&] { return (text = readFile(hostPath(status))).ends_with('\n'); });
-    std::filesystem::remove(hostPath(status));
-    return text == "0\n";
+Platform platform() {
+    static const Platform here = wine::isHere() ? Platform::Wine : Platform::Windows;
+    return here;
+}
+
+WatchedProcess::WatchedProcess(std::uint32_t id)
+    : process(reinterpret_cast<std::intptr_t>(::OpenProcess(SYNCHRONIZE, FALSE, id))) {}
+
+WatchedProcess::~WatchedProcess() {
+    ::CloseHandle(reinterpret_cast<HANDLE>(process));
+}
+
+bool WatchedProcess::hasEnded() const {
+    return ::WaitForSingleObject(reinterpret_cast<HANDLE>(process), 0) != WAIT_TIMEOUT;
+}
+
+std::size_t countProcessesBelow(const fs::path &folder) {
+    std::size_t count = 0;
+    const HANDLE snapshot = ::CreateToolhelp32Snapshot(TH32CS_SNAPPROCESS, 0);
+    PROCESSENTRY32 entry{};
+    entry.dwSize = sizeof entry;
+    for (BOOL found = ::Process32First(snapshot, &entry); found != FALSE;
+         found = ::Process32Next(snapshot, &entry)) {
+        const HANDLE process =
+            ::OpenProcess(PROCESS_QUERY_LIMITED_INFORMATION, FALSE, entry.th32ProcessID);
+        char program[1024];
+        DWORD size = sizeof program;
+        if (::QueryFullProcessImageNameA(process, 0, program, &size) != FALSE)
+            count += std::string(program, size).starts_with(folder.string() + "\\") ? 1u : 0u;
+        ::CloseHandle(process);
+    }
+    ::CloseHandle(snapshot);
+    return count;
+}
+
+fs::path ownFolder() {
+    WCHAR path[1024];
+    ::GetModuleFileNameW(nullptr, path, 1024);
+    return fs::path(path).parent_path();
+}
+
+fs::path temporaryRoot() {
+    // The launcher takes no other characters, and the start-up tool no spaces.
+    const auto isPlain = [](const fs::path &path) {
+        const std::wstring text = path.wstring();
+        return std::all_of(text.begin(), text.end(),
+                           [](WCHAR unit) { return unit > ' ' && unit < 127; });
+    };
+    WCHAR path[MAX_PATH], shortPath[MAX_PATH];
+    ::GetTempPathW(MAX_PATH, path);
+    if (!isPlain(path) && ::GetShortPathNameW(path, shortPath, MAX_PATH) != 0)
+        return isPlain(shortPath) ? shortPath : L"C:\\Users\\Public";
+    return path;
+}
+
+bool makeHostLink(const fs::path &link, const fs::path &target) {
+    if (wine::isHere())
+        return wine::makeLink(link, target);
+    const fs::path whole = fs::absolute(link.parent_path() / target);
+    return fs::is_regular_file(whole) ? makeFileLink(link, whole) : makeJunction(link, whole);
+}
+
+bool removeTree(const fs::path &folder) {
+    if (wine::isHere())
+        return wine::removeTree(folder);
+    // Programs that have just ended hold their files a little longer.
+    return waitUntil([&] { return removeEntries(folder) && ::RemoveDirectoryW(folder.c_str()); });
+}
+
+bool mayRegisterServices() {
+    const SC_HANDLE manager = ::OpenSCManagerA(nullptr, nullptr, SC_MANAGER_CREATE_SERVICE);
+    if (manager != nullptr)
+        ::CloseServiceHandle(manager);
+    return manager != nullptr;
+}
+
+bool mayLinkFiles() {
+    const fs::path link = temporaryRoot() / ("link_" + std::to_string(::GetCurrentProcessId()));
+    return makeFileLink(link, ownFolder() / "probe.exe") && ::DeleteFileW(link.c_str()) != FALSE;
 }
 
 std::string ownCommandLine() {

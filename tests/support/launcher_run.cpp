@@ -29,10 +29,10 @@ LauncherRun::LauncherRun(const TemporaryFolder &folder, const LauncherStart &sta
     for (const char *name : {"ZQ_INSTALL_ROOT", "ZQ_SNAP", "ZQ_LOG_ENABLE_STDOUT", "ZQ_FW_VERSION",
                              "ZQ_TOOL_VERSION", "LARKSTONE_PATH_PREFIX"})
         set(name, "");
-    if (const std::string interpreter = COMMAND_INTERPRETER; !interpreter.empty()) {
+    if (platform() == Platform::StandIn) {
         const fs::path drive = folder / "drive_c", system = drive / "Windows" / "system32";
         if (!fs::exists(system / "cmd.exe"))
-            placeProgram(interpreter, system / "cmd.exe");
+            placeProgram(ownFolder() / "cmd.exe", system / "cmd.exe");
         set("ZQHOST_DRIVE_C", drive.string());
     }
     for (const auto &[name, value] : start.environment)
@@ -59,7 +59,8 @@ LauncherRun::~LauncherRun() {
 
 std::string LauncherRun::plainText(const std::string &stream) const {
     std::string text = readFile(streams + stream);
-    if (onWindows) // the C library's text mode has put a carriage return before each line feed
+    if (platform() != Platform::StandIn) // the C library's text mode has put a carriage return
+                                         // before each line feed
         text = std::regex_replace(text, std::regex("\r\n"), "\n");
     return text;
 }
@@ -120,13 +121,6 @@ std::string lineOf(const SERVICE_STATUS &status) {
     for (const DWORD number : std::bit_cast<std::array<DWORD, 7>>(status))
         line << number << ' ';
     return line.str().replace(line.str().size() - 1, 1, "\n");
-}
-
-bool LaunchTest::isRunning(const std::string &text) const {
-    const std::string name = folder.path().filename().string();
-    // In brackets, so that the search doesn't find itself.
-    return runShell("grep -aqs '[" + name.substr(0, 1) + "]" + name.substr(1) + ".*" + text +
-                    "' /proc/[0-9]*/cmdline");
 }
 
 } // namespace testing_support

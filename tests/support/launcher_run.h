@@ -2,6 +2,7 @@
 
 #include "support/files.h"
 #include "support/host.h"
+#include "support/platform.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -13,8 +14,9 @@
 
 namespace testing_support {
 
-inline const std::filesystem::path launcherProgram = hostPath(LAUNCHER_PROGRAM),
-                                   probeProgram = hostPath(PROBE_PROGRAM);
+// What the tests run is in the folder of their own program, wherever that is.
+inline const std::filesystem::path launcherProgram = ownFolder() / "zqLauncher.exe",
+                                   probeProgram = ownFolder() / "probe.exe";
 
 struct LauncherStart {
     std::vector<std::string> arguments{};
@@ -73,8 +75,13 @@ protected:
     }
     Report readReport(const std::string &file) const;
 
-    // Whether a process runs whose command line holds a text after the folder's name.
-    bool isRunning(const std::string &text = "") const;
+    // The id of the process that reports.
+    std::uint32_t processOf(const std::string &file) const {
+        return static_cast<std::uint32_t>(std::stoul(readReport(file).at("pid")));
+    }
+
+    // Whether a program that is below the folder runs.
+    bool isRunning() const { return countProcessesBelow(folder.path()) != 0; }
 
     TemporaryFolder folder;
     std::filesystem::path tree = folder / "tree", tools = tree / "tools";

@@ -72,7 +72,7 @@ int main(int argc, char **argv) {
         {"type", [](const auto &file) { print(readFile(file)); }},
         {"child",
          [&](const auto &file) {
-             HostProcess(hostPath(arguments[0]), {"await=" + file + "end"}, file);
+             HostProcess(hostPath(arguments[0]), {"report=" + file, "await=" + file + "end"}, file);
          }},
         {"word", writeWord},
         {"ignoreword", [](const auto &) { openTerminationPipe(); }},

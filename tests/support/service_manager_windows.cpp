@@ -1,4 +1,5 @@
 #include "support/service_manager.h"
+#include "support/wine.h"
 
 #include <future>
 
@@ -14,11 +15,8 @@ struct ServiceManager::Host {
         ::DeleteService(service);
         ::CloseServiceHandle(service);
         ::CloseServiceHandle(manager);
-        // The number of the service that was started last is in a key of Wine's, and a program that
-        // offers itself to the dispatcher waits for that service. No service has this one.
-        const DWORD none = 1000000;
-        ::RegSetKeyValueA(HKEY_LOCAL_MACHINE, "System\\CurrentControlSet\\Control\\ServiceCurrent",
-                          nullptr, REG_DWORD, &none, sizeof none);
+        if (wine::isHere())
+            wine::forgetLatestService();
     }
 };
 
@@ -43,6 +41,10 @@ ServiceManager::ServiceManager(const TemporaryFolder &folder, const LauncherStar
 
 ServiceManager::~ServiceManager() {
     control(SERVICE_CONTROL_STOP); // if it still runs
+    waitUntil([this] {
+        reports();
+        return host->status.dwCurrentState == SERVICE_STOPPED;
+    });
 }
 
 std::string ServiceManager::reports() {

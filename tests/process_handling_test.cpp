@@ -26,8 +26,7 @@ protected:
 // The pauses of 100 and 1000 ms are for what takes long. On a busy machine a thread may come too
 // late for a launch without them, but not each time.
 TEST_F(Process, UsualLaunchMakesNoPauseAndHasThePipeBeforeTheResume) {
-    if (onWindows)
-        GTEST_SKIP() << "only the stand-in notes its calls";
+    SKIP_WITHOUT(Feature::CallsNoted);
     bool hasPaused = true;
     for (int launch = 0; launch < 10 && hasPaused; ++launch) {
         const CallLog log(folder, std::to_string(launch));
@@ -82,8 +81,7 @@ TEST_F(Process, TakesOneMessageASecondAndOnlyWmCloseAsARequest) {
 }
 
 TEST_F(Process, EachHandleOfARunIsClosed) {
-    if (onWindows)
-        GTEST_SKIP() << "only the stand-in notes its calls";
+    SKIP_WITHOUT(Feature::CallsNoted);
     addTool("7.2", "zqStageWatch");
     for (const std::vector<std::string> &options : {std::vector<std::string>{"-l", "frameworks"},
                                                     {"-t", "zqStage"},

@@ -1,0 +1,36 @@
+#pragma once
+
+#include <gtest/gtest.h>
+
+namespace testing_support {
+
+// What a test may need and not every platform shows.
+enum class Feature {
+    CallsNoted,      // the calls of the launcher can be read, made to fail and made late
+    EmptyConsole,    // nobody is logged on at the console
+    ShortPauses,     // a pause of a millisecond takes about that long
+    ManagerThatGoes, // the service manager ends before its service
+    EmptyPath,       // a process without a PATH
+    PromptKept,      // the command interpreter keeps PROMPT
+    LinksToFiles,    // a link to a file is shown as a link
+    LongTargets,     // a link to a path of more than 260 characters is followed
+    ShallowFolders,  // a folder for tests is one or two levels below its drive
+    Attributes,      // a directory can be hidden
+    WholeExitCodes,  // all 32 bits of an exit code reach its parent
+    Services,        // this process may register services
+};
+
+// Null if the platform that the tests run on shows the feature, otherwise the reason why it
+// doesn't.
+const char *reasonWithout(Feature feature);
+
+inline bool has(Feature feature) {
+    return reasonWithout(feature) == nullptr;
+}
+
+} // namespace testing_support
+
+// Skips the test, and says why, where the platform doesn't show the feature.
+#define SKIP_WITHOUT(feature)                                                                      \
+    if (const char *reason = testing_support::reasonWithout(feature))                              \
+    GTEST_SKIP() << reason
