@@ -14,12 +14,12 @@ void PrintTo(const Outcome &outcome, std::ostream *stream) {
             << outcome.calls;
 }
 
-std::ptrdiff_t countLines(const std::string &text, const std::string &line) {
-    std::ptrdiff_t count = 0;
+static std::map<std::string, int> countLines(const std::string &text) {
+    std::map<std::string, int> counts;
     std::istringstream lines(text);
-    for (std::string each; std::getline(lines, each);)
-        count += each == line ? 1 : 0;
-    return count;
+    for (std::string line; std::getline(lines, line);)
+        ++counts[line];
+    return counts;
 }
 
 FaultRun::FaultRun(const TemporaryFolder &folder, LauncherStart start, bool asService,
@@ -46,9 +46,8 @@ bool FaultRun::hasEnded() {
     if (service && !stopSent) {
         // A stop that comes before is lost: the service takes it from its second report on, and the
         // second look at the message queue shows that the first has made the queue.
-        const std::string calls = readFile(directory / "calls");
-        stopSent =
-            countLines(calls, "SetServiceStatus") >= 2 && countLines(calls, "PeekMessageW") >= 2;
+        auto uses = countLines(readFile(directory / "calls"));
+        stopSent = uses["SetServiceStatus"] >= 2 && uses["PeekMessageW"] >= 2;
         if (stopSent)
             service->control(SERVICE_CONTROL_STOP);
     }
@@ -69,6 +68,7 @@ Outcome FaultRun::end() {
     outcome.reports = service ? service->reports() : "";
     outcome.word = readFile(directory / "word");
     outcome.calls = readFile(directory / "calls");
+    outcome.uses = countLines(outcome.calls);
     console.reset();
     service.reset();
     return outcome;

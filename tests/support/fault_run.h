@@ -14,17 +14,16 @@ struct Fault {
 };
 
 // What a run did. The exit status is stillRuns if it had to be ended.
-inline constexpr int stillRuns = -1;
 struct Outcome {
+    static constexpr int stillRuns = -1;
     int exit = stillRuns;
     std::string output = {}, errors = {}; // what the tool prints, each a #, comes last
     std::string debug = {}, reports = {}; // a service's
     std::string word = {};                // what the tool writes to the file of this name
     std::string calls = {};               // the log of the calls
+    std::map<std::string, int> uses = {}; // how often each of its lines comes
 };
 void PrintTo(const Outcome &outcome, std::ostream *stream);
-
-std::ptrdiff_t countLines(const std::string &text, const std::string &line);
 
 // A launcher with a fault, in a directory of its own.
 class FaultRun {
