@@ -40,27 +40,19 @@ TEST_F(Process, UsualLaunchMakesNoPauseAndHasThePipeBeforeTheResume) {
     EXPECT_FALSE(hasPaused);
 }
 
-TEST_F(Process, FailedCreationIsSeenAndCanBeClosed) {
-    for (const bool redirectOutput : {true, false}) {
-        const auto info = startDirectly(folder / "none.exe", {}, redirectOutput);
-        EXPECT_EQ(info->result, 1);
-        EXPECT_TRUE(isLaunchDone());
-        EXPECT_TRUE(isLaunchFailed());
-        EXPECT_TRUE(info->finished) << "nothing is forwarded";
-        closeProcess(info);
-        closeProcess(info); // finds nothing more to end
-        EXPECT_EQ(info->terminationPipe, nullptr);
-    }
-}
-
-TEST_F(Process, LatestStartSaysHowTheLaunchWent) {
+TEST_F(Process, LatestStartSaysHowTheLaunchWentAndCanBeClosed) {
     EXPECT_FALSE(isLaunchDone());
-    for (const bool isThere : {true, false, true}) {
-        const auto info = startDirectly(isThere ? probeProgram : folder / "none.exe");
+    for (const auto &[isThere, redirectOutput] :
+         {std::pair{true, false}, {false, false}, {true, true}, {false, true}}) {
+        const auto info =
+            startDirectly(isThere ? probeProgram : folder / "none.exe", {}, redirectOutput);
         EXPECT_EQ(info->result, isThere ? 0 : 1);
         EXPECT_TRUE(isLaunchDone());
         EXPECT_EQ(isLaunchFailed(), !isThere);
+        EXPECT_EQ(info->finished, !isThere) << "nothing is forwarded after a failure";
         closeProcess(info);
+        closeProcess(info); // finds nothing more to end
+        EXPECT_EQ(info->terminationPipe, nullptr);
     }
 }
 
