@@ -37,7 +37,10 @@ TEST(TerminationPipe, RequestToStopMayFollowTheOpening) {
         EXPECT_TRUE(!inTime || Clock::now() - request < 900ms);
         return inTime;
     };
-    EXPECT_TRUE(testing_support::waitUntil(isRequestInTime));
+    bool anyInTime = false;
+    for (int round = 0; round < 20; ++round)
+        anyInTime = isRequestInTime() || anyInTime;
+    EXPECT_TRUE(anyInTime || testing_support::waitUntil(isRequestInTime));
 }
 
 } // namespace
