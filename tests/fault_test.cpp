@@ -226,7 +226,7 @@ protected:
     }
 
     void TearDown() override {
-        EXPECT_TRUE(waitUntil([this] { return !isRunning(); })) << "a process is left";
+        EXPECT_TRUE(waitUntil([this] { return !isAnyRunning(); })) << "a process is left";
     }
 
     FaultRun start(const Fault &fault) const {

@@ -13,7 +13,7 @@ TEST_F(UncaughtException, EndsTheRunWithALineAndStatusOneOnEachThread) {
                                       {{"ZQHOST_FAIL", call + ":throw"}}));
         EXPECT_EQ(run.wait(), 1u) << call;
         EXPECT_EQ(run.errors(), "ERROR: std::bad_alloc, bailing.\n");
-        EXPECT_TRUE(waitUntil([&] { return !isRunning(); }));
+        EXPECT_TRUE(waitUntil([&] { return !isAnyRunning(); }));
     }
 }
 

@@ -54,6 +54,10 @@ void placeProgram(const fs::path &program, const fs::path &path) {
     fs::copy_file(program, path);
 }
 
+bool isRunning(const fs::path &program) {
+    return !std::ofstream(program, std::ios::binary | std::ios::app);
+}
+
 void makeLink(const fs::path &link, const fs::path &target) {
     fs::create_directories(link.parent_path());
     if (!makeHostLink(link, target))

@@ -47,23 +47,6 @@ private:
     std::optional<std::uint32_t> exitCode;
 };
 
-// Another process, by its id; it must run when it is made known.
-class WatchedProcess {
-public:
-    explicit WatchedProcess(std::uint32_t id);
-    ~WatchedProcess();
-    WatchedProcess(const WatchedProcess &) = delete;
-    WatchedProcess &operator=(const WatchedProcess &) = delete;
-
-    bool hasEnded() const;
-
-private:
-    std::intptr_t process; // the system's descriptor or handle
-};
-
-// How many processes run a program that is below the folder.
-std::size_t countProcessesBelow(const std::filesystem::path &folder);
-
 std::filesystem::path ownFolder();     // of the running program
 std::filesystem::path temporaryRoot(); // where folders may be made, without spaces in its path
 bool makeHostLink(const std::filesystem::path &link, const std::filesystem::path &target);

@@ -3,11 +3,9 @@
 #include <csignal>
 #include <cstdlib>
 #include <fcntl.h>
-#include <poll.h>
 #include <set>
 #include <stdexcept>
 #include <sys/stat.h>
-#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -55,28 +53,6 @@ void HostProcess::kill() {
 
 Platform platform() {
     return Platform::StandIn;
-}
-
-WatchedProcess::WatchedProcess(std::uint32_t id) : process(::syscall(SYS_pidfd_open, id, 0)) {}
-
-WatchedProcess::~WatchedProcess() {
-    ::close(static_cast<int>(process));
-}
-
-bool WatchedProcess::hasEnded() const {
-    pollfd polled{static_cast<int>(process), POLLIN, 0};
-    return process < 0 || ::poll(&polled, 1, 0) > 0;
-}
-
-std::size_t countProcessesBelow(const std::filesystem::path &folder) {
-    std::size_t count = 0;
-    for (const auto &entry : std::filesystem::directory_iterator("/proc")) {
-        std::error_code error; // no process, or one that has ended
-        const std::string program =
-            std::filesystem::read_symlink(entry.path() / "exe", error).string();
-        count += program.starts_with(folder.string() + "/") ? 1u : 0u;
-    }
-    return count;
 }
 
 std::filesystem::path ownFolder() {

@@ -8,7 +8,6 @@
 
 #include <windows.h>
 
-#include <tlhelp32.h>
 #include <winioctl.h>
 
 // The narrow calls take UTF-8: the manifest of each program says so.
@@ -130,36 +129,6 @@ Platform platform() {
     return here;
 }
 
-WatchedProcess::WatchedProcess(std::uint32_t id)
-    : process(reinterpret_cast<std::intptr_t>(::OpenProcess(SYNCHRONIZE, FALSE, id))) {}
-
-WatchedProcess::~WatchedProcess() {
-    ::CloseHandle(reinterpret_cast<HANDLE>(process));
-}
-
-bool WatchedProcess::hasEnded() const {
-    return ::WaitForSingleObject(reinterpret_cast<HANDLE>(process), 0) != WAIT_TIMEOUT;
-}
-
-std::size_t countProcessesBelow(const fs::path &folder) {
-    std::size_t count = 0;
-    const HANDLE snapshot = ::CreateToolhelp32Snapshot(TH32CS_SNAPPROCESS, 0);
-    PROCESSENTRY32 entry{};
-    entry.dwSize = sizeof entry;
-    for (BOOL found = ::Process32First(snapshot, &entry); found != FALSE;
-         found = ::Process32Next(snapshot, &entry)) {
-        const HANDLE process =
-            ::OpenProcess(PROCESS_QUERY_LIMITED_INFORMATION, FALSE, entry.th32ProcessID);
-        char program[1024];
-        DWORD size = sizeof program;
-        if (::QueryFullProcessImageNameA(process, 0, program, &size) != FALSE)
-            count += std::string(program, size).starts_with(folder.string() + "\\") ? 1u : 0u;
-        ::CloseHandle(process);
-    }
-    ::CloseHandle(snapshot);
-    return count;
-}
-
 fs::path ownFolder() {
     WCHAR path[1024];
     ::GetModuleFileNameW(nullptr, path, 1024);
@@ -167,16 +136,10 @@ fs::path ownFolder() {
 }
 
 fs::path temporaryRoot() {
-    // The launcher takes no other characters, and the start-up tool no spaces.
-    const auto isPlain = [](const fs::path &path) {
-        const std::wstring text = path.wstring();
-        return std::all_of(text.begin(), text.end(),
-                           [](WCHAR unit) { return unit > ' ' && unit < 127; });
-    };
-    WCHAR path[MAX_PATH], shortPath[MAX_PATH];
+    // In its short form, a path has no space, and no character that the launcher can't take.
+    WCHAR path[MAX_PATH];
     ::GetTempPathW(MAX_PATH, path);
-    if (!isPlain(path) && ::GetShortPathNameW(path, shortPath, MAX_PATH) != 0)
-        return isPlain(shortPath) ? shortPath : L"C:\\Users\\Public";
+    ::GetShortPathNameW(path, path, MAX_PATH);
     return path;
 }
 

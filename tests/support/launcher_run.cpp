@@ -2,6 +2,7 @@
 
 #include "support/service_manager.h"
 
+#include <algorithm>
 #include <array>
 #include <bit>
 #include <cstdlib>
@@ -114,6 +115,13 @@ Report LaunchTest::readReport(const std::string &file) const {
         if (const std::size_t end = entry.find('='); end != entry.npos)
             report[entry.substr(0, end)] = entry.substr(end + 1);
     return report;
+}
+
+bool LaunchTest::isAnyRunning() const {
+    const fs::recursive_directory_iterator entries(tree);
+    return std::any_of(begin(entries), end(entries), [](const fs::directory_entry &entry) {
+        return entry.path().extension() == ".exe" && isRunning(entry.path());
+    });
 }
 
 std::string lineOf(const SERVICE_STATUS &status) {

@@ -75,13 +75,8 @@ protected:
     }
     Report readReport(const std::string &file) const;
 
-    // The id of the process that reports.
-    std::uint32_t processOf(const std::string &file) const {
-        return static_cast<std::uint32_t>(std::stoul(readReport(file).at("pid")));
-    }
-
-    // Whether a program that is below the folder runs.
-    bool isRunning() const { return countProcessesBelow(folder.path()) != 0; }
+    // Whether a program of the installation runs.
+    bool isAnyRunning() const;
 
     TemporaryFolder folder;
     std::filesystem::path tree = folder / "tree", tools = tree / "tools";

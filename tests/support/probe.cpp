@@ -72,7 +72,8 @@ int main(int argc, char **argv) {
         {"type", [](const auto &file) { print(readFile(file)); }},
         {"child",
          [&](const auto &file) {
-             HostProcess(hostPath(arguments[0]), {"report=" + file, "await=" + file + "end"}, file);
+             HostProcess(hostPath(arguments[0]).replace_filename("child.exe"),
+                         {"await=" + file + "end"}, file);
          }},
         {"word", writeWord},
         {"ignoreword", [](const auto &) { openTerminationPipe(); }},
