@@ -1,114 +1,74 @@
+#include "support/call_log.h"
 #include "support/launcher_run.h"
 
 using namespace testing_support;
 using testing::HasSubstr;
-using testing::StartsWith;
 
-namespace {
-
-class ToolLaunch : public LaunchTest {};
+using ToolLaunch = LaunchTest;
 
 TEST_F(ToolLaunch, ToolGetsArgumentsEnvironmentAndDirectory) {
-    // Entries beyond ASCII, one of them beyond what any code page of the system's holds.
-    const std::string path = "A;C:\\Users\\\u0141ukasz\\bin;\U0001F600;B";
-    const std::string pieces = " \"x z\"y a\\\\b \\\"c \"d\"\"e\" " + reportTo("tool") + " exit=7";
-    LauncherStart launch =
-        start({"-t", "zqStage", "-a", " " + pieces + " ", "-o"},
-              {{"PATH", path}, {"QTDIR", "stale"}, {"QML2_IMPORT_PATH", "stale"}, {"OTHER", path}});
-    launch.workingDirectory = folder.path();
-    LauncherRun run(folder, launch);
-    EXPECT_EQ(run.wait(), 7u);
-
-    const Report tool = readReport("tool");
     const std::string executable = root + "\\tools\\current\\zqStage\\zqStage.exe";
-    const std::string qt = root + "\\frameworks\\5.15.2";
-    const Report expected{
-        {"arguments",
-         "[" + executable + "][x zy][a\\\\b][\"c][d\"e][" + reportTo("tool") + "][exit=7]"},
-        {"line", executable + " " + pieces},
-        {"directory", folder.path().string()},
-        {"pipes", "2"}, // its input, and one for its output and errors
-        {"PATH", root + "\\tools\\current\\zqStage;" + qt + "\\bin;" + path + ";" + root +
-                     "\\tools\\current\\zqLauncher\\;" + root + "\\tools\\current\\bin"},
-        {"QML2_IMPORT_PATH", qt + "\\qml"},
-        {"QTDIR", qt},
-        {"OTHER", path}};
-    EXPECT_THAT(tool, testing::IsSupersetOf(expected));
-}
-
-TEST_F(ToolLaunch, NothingIsInheritedAndPathHasNoEmptyEntry) {
-    LauncherRun run(folder,
-                    start({"-t", "zqStage", "-p", "7.1", "-a", reportTo("tool")}, {{"PATH", ""}}));
-    EXPECT_EQ(run.wait(), 0u);
-    const Report tool = readReport("tool");
-    EXPECT_EQ(tool.at("pipes"), "0");
-    const std::string &path = tool.at("PATH"), end = ";" + root + "\\tools\\current\\";
-    const std::string begin = root + "\\tools\\7.1\\zqStage;" + root + "\\frameworks\\5.15.2\\bin";
-    EXPECT_THAT(path, StartsWith(begin + ";"));
-    EXPECT_THAT(path, testing::EndsWith(end + "zqLauncher\\" + end + "bin"));
-    EXPECT_EQ(path.find(";;"), std::string::npos);
-    EXPECT_TRUE(!has(Feature::EmptyPath) || path == begin + end + "zqLauncher\\" + end + "bin")
-        << path;
-}
-
-TEST_F(ToolLaunch, FrameworkVersionComesFromOptionThenQtInfoThenCurrent) {
-    struct Case {
-        std::string option, qtInfo, expected;
-    };
-    const std::string longLine(1 << 20, 'x'), marked = "\xEF\xBB\xBF"
-                                                       "5.15.2";
-    for (const Case &each :
-         {Case{"", "5.15.2\r\n6.0\r\n", "5.15.2"}, Case{"", "\t5 .15. 2 ", "5.15.2"},
-          Case{"", "\n5.15.2\n", "current"}, Case{"", " \t", "current"},
-          Case{" 5.15.2 ", "6.0", "5.15.2"}, Case{"", "6.0", ""}, Case{"6.0", "5.15.2", ""},
-          Case{"", marked, ""}, Case{"", longLine, ""}, Case{"", "\1\xFF", ""},
-          Case{"", std::string("5.15.2\0x", 8), "5.15.2"},
-          Case{"", "5.15.2\n" + longLine, "5.15.2"}}) {
-        SCOPED_TRACE(each.option + "|" + each.qtInfo.substr(0, 20));
-        writeFile(tools / "7.2" / "zqStage" / ".qtinfo", each.qtInfo);
-        const std::string report = "tool" + each.expected;
-        std::filesystem::remove(folder / report);
-        LauncherRun run(folder,
-                        start({"-t", "zqStage", "-f", each.option, "-a", reportTo(report)}));
-        EXPECT_EQ(run.wait(), each.expected.empty() ? 1u : 0u);
-        if (each.expected.empty()) {
-            EXPECT_EQ(run.errors(), "ERROR: Framework library path " + root + "\\frameworks\\" +
-                                        (each.option.empty() ? each.qtInfo : each.option) +
-                                        "\\bin does not exist, bailing.\n");
+    const std::string qt = root + "\\frameworks\\5.15.2", shared = root + "\\tools\\current\\";
+    const std::string pieces = " \"x z\"y a\\\\b \\\"c \"d\"\"e\" " + reportTo("tool") + " exit=7";
+    // Entries beyond ASCII, one of them beyond what any code page of the system's holds.
+    const std::string beyond = "A;C:\\Users\\\u0141ukasz\\bin;\U0001F600;B";
+    for (const std::string &path : {beyond, std::string()}) {
+        if (path.empty() && !has(Feature::EmptyPath))
             continue;
-        }
-        Report tool = readReport(report);
-        EXPECT_EQ(tool["ZQ_FW_VERSION"], each.expected);
-        EXPECT_EQ(tool["QT_PLUGIN_PATH"], root + "\\frameworks\\5.15.2\\plugins");
+        LauncherStart launch = start(
+            {"-t", "zqStage", "-a", " " + pieces + " ", "-o"},
+            {{"PATH", path}, {"QTDIR", "stale"}, {"QML2_IMPORT_PATH", "stale"}, {"OTHER", beyond}});
+        launch.workingDirectory = folder.path();
+        EXPECT_EQ(LauncherRun(folder, launch).wait(), 7u);
+        const Report expected{
+            {"arguments",
+             "[" + executable + "][x zy][a\\\\b][\"c][d\"e][" + reportTo("tool") + "][exit=7]"},
+            {"line", executable + " " + pieces},
+            {"directory", folder.path().string()},
+            {"pipes", "2"}, // its input, and one for its output and errors
+            {"PATH", shared + "zqStage;" + qt + "\\bin" + (path.empty() ? ";" : ";" + path + ";") +
+                         shared + "zqLauncher\\;" + shared + "bin"},
+            {"QML2_IMPORT_PATH", qt + "\\qml"},
+            {"QTDIR", qt},
+            {"OTHER", beyond}};
+        EXPECT_THAT(readReport("tool"), testing::IsSupersetOf(expected));
     }
 }
 
-TEST_F(ToolLaunch, ShellRunsInTheToolsEnvironment) {
-    for (const char *tool : {"zqStage", "zqLauncher"})
-        writeFile(tools / "7.1" / tool / ".qtinfo", "none");
+// The framework is none that is there, so that the message shows its version.
+TEST_F(ToolLaunch, QtInfosFirstLineNamesTheFramework) {
+    std::filesystem::rename(framework, tree / "moved");
+    const std::string strange = "\xEF\xBB\xBF\1\xFF", longLine(1 << 20, 'x');
+    const std::pair<std::string, std::string> cases[] = {
+        {"9\r\n6.0\r\n", "9"},   {"\t9 .1. 2 ", "9.1.2"},      {"\n9\n", "current"},
+        {" \t", "current"},      {strange, strange},           {longLine, longLine},
+        {"9\n" + longLine, "9"}, {std::string("9\0x", 3), "9"}};
+    for (const auto &[qtInfo, version] : cases) {
+        writeFile(tools / "7.2" / "zqStage" / ".qtinfo", qtInfo);
+        LauncherRun run(folder, start({"-t", "zqStage"}));
+        EXPECT_EQ(run.wait(), 1u);
+        EXPECT_EQ(run.errors(), "ERROR: Framework library path " + root + "\\frameworks\\" +
+                                    version + "\\bin does not exist, bailing.\n");
+    }
+}
+
+TEST_F(ToolLaunch, ShellTakesAGivenCommandAndThenTypedOnes) {
     for (const bool isTyped : {false, true}) {
         const std::string report = isTyped ? "typed" : "given";
         const std::string command = windowsPath(probeProgram) + " " + reportTo(report);
-        const std::filesystem::path log = folder / (report + "calls");
-        LauncherStart launch = start(
-            {"-s", "-p", "7.1", "-t", "zqStage", "-b", "X:\\none", "-k", isTyped ? "" : command},
-            {{"ZQHOST_CALL_LOG", log.string()}});
+        const CallLog calls(folder, report + "calls");
+        LauncherStart launch =
+            start({"-s", "-p", "7.1", "-k", isTyped ? "" : command}, calls.variables());
         launch.input = (isTyped ? command + "\n" : "") + "exit 5\n";
         LauncherRun run(folder, launch);
         EXPECT_EQ(run.wait(), 5u);
-        const Report tool = readReport(report);
-        EXPECT_EQ(tool.at("ZQ_TOOL_VERSION"), "7.1");
-        EXPECT_EQ(tool.at("ZQ_FW_VERSION"), "current");
-        EXPECT_THAT(tool.at("PATH"), StartsWith(root + "\\tools\\7.1\\zqLauncher;"));
-        if (has(Feature::PromptKept)) {
-            EXPECT_EQ(tool.at("PROMPT"), "(zqshell,ver=7.1,fw=current)$P$G");
-            const std::string drive = windowsPath(std::filesystem::current_path()).substr(0, 3);
-            EXPECT_THAT(run.output(), HasSubstr("(zqshell,ver=7.1,fw=current)" + drive));
-        }
-        if (has(Feature::CallsNoted)) {
-            EXPECT_THAT(readFile(log), HasSubstr("cmd.exe" + (isTyped ? "" : "  /K " + command) +
-                                                 " is created with flags 4, 0 and 0\n"));
-        }
+        EXPECT_EQ(readReport(report).at("ZQ_TOOL_VERSION"), "7.1");
+        const std::string prompt =
+            "(zqshell,ver=7.1,fw=current)" + windowsPath(std::filesystem::current_path()) + ">";
+        EXPECT_THAT(run.output(), HasSubstr(has(Feature::PromptKept) ? prompt : ""));
+        const std::string given = isTyped ? "" : "  /K " + command;
+        const std::string creation = "cmd.exe" + given + " is created with flags 4, 0 and 0\n";
+        EXPECT_THAT(calls.text(), HasSubstr(has(Feature::CallsNoted) ? creation : ""));
     }
 }
 
@@ -132,16 +92,20 @@ TEST_F(ToolLaunch, AbruptEndOfTheLauncherEndsTheToolAndNotItsChild) {
     EXPECT_TRUE(waitUntil([&] { return !isRunning(child); }));
 }
 
-// Only between its resume and its assignment to the job is a tool on its own.
+// Only between its resume and its assignment to the job is a tool on its own. An exception that
+// nothing catches ends the launcher on each of its threads.
 TEST_F(ToolLaunch, AbruptEndAtAnyMomentOfTheLaunchLeavesNothing) {
     SKIP_WITHOUT(Feature::CallsNoted);
-    for (const std::string call :
-         {"CreateProcessW", "CreateNamedPipeW", "ResumeThread", "WaitForSingleObject"}) {
-        LauncherRun run(folder, start({"-t", "zqStage", "-a", "sleep=60000"},
-                                      {{"ZQHOST_FAIL", call + ":kill"}}));
-        EXPECT_EQ(run.wait(), 128u + 9u);
-        EXPECT_TRUE(waitUntil([&] { return !isAnyRunning(); })) << call;
+    for (const std::string fault :
+         {"CreateProcessW:kill", "CreateNamedPipeW:kill", "ResumeThread:kill",
+          "WaitForSingleObject:kill", "CreateJobObjectW:throw", "CreateNamedPipeW:throw",
+          "PeekNamedPipe:throw"}) {
+        SCOPED_TRACE(fault);
+        const bool isKilled = fault.ends_with("kill");
+        LauncherRun run(
+            folder, start({"-o", "-t", "zqStage", "-a", "sleep=60000"}, {{"ZQHOST_FAIL", fault}}));
+        EXPECT_EQ(run.wait(), isKilled ? 128u + 9u : 1u);
+        EXPECT_EQ(run.errors(), isKilled ? "" : "ERROR: std::bad_alloc, bailing.\n");
+        EXPECT_TRUE(waitUntil([&] { return !isAnyRunning(); }));
     }
 }
-
-} // namespace
