@@ -5,88 +5,49 @@
 #include "support/launcher_run.h"
 
 using namespace testing_support;
+using testing::HasSubstr;
 
-namespace {
-
-class StartupTool : public LaunchTest {};
+using StartupTool = LaunchTest;
 
 TEST(StartupCommand, AppendsOptionsUnderTheirConditions) {
     ::_putenv_s("ZQ_INSTALL_ROOT", "R");
-    const auto line = [](const std::string &tool, const std::string &version, bool request,
-                         bool suppress, const std::string &path) {
-        const auto command = buildStartupCommand(tool, version, request, suppress, path);
+    const auto line = [](const std::string &tool, const std::string &version, bool suppress,
+                         const std::string &path) {
+        const auto command =
+            buildStartupCommand(tool, version, /*requestUser=*/true, suppress, path);
         return command.executablePath + ProcessHandling::joinArguments(command.arguments);
     };
     const std::string current = "R\\tools\\current\\zqLauncher\\zqLauncher.exe -t ";
-    EXPECT_EQ(line("zqPrelude", "", true, true, ""), current + "zqPrelude");
-    EXPECT_EQ(line("zqStage2", "current", true, false, "D:\\x y"),
+    EXPECT_EQ(line("zqPrelude", "", true, ""), current + "zqPrelude");
+    EXPECT_EQ(line("zqStage2", "current", false, "D:\\x y"),
               current + "zqStage -u 1000 -b \"D:\\x y\" -a \"-n 1\"");
 }
 
-// In 7.2 a second launcher starts zqPrelude, which reports. In 7.1 a probe stands for the launcher.
-// The tool ends when the report is there.
-TEST_F(StartupTool, RunsAheadOfMainToolsWithUser) {
-    addTool("7.2", "zqLauncher", launcherProgram);
-    addTool("7.1", "zqLauncher");
-    for (const char *tool : {"zqPrelude", "zqOther", "zqHostPrep"})
-        addTool("7.2", tool);
-    writeFile(tools / "7.2" / "zqPrelude" / "zqPrelude.todo", reportTo("prelude"));
-    writeFile(tools / "7.1" / "zqLauncher" / "zqLauncher.todo", reportTo("prelude"));
-    struct Case {
-        std::vector<std::string> options;
-        std::string started{}; // the first argument of what reports
-        std::string fault{};   // the stand-in's
-    };
-    const std::string prelude = "[" + root + "\\tools\\current\\zqPrelude\\zqPrelude.exe]";
-    const std::string launcher =
-        "[" + root + "\\tools\\7.1\\zqLauncher\\zqLauncher.exe][-t][zqPrelude]";
-    const std::string unlessItFails = has(Feature::CallsNoted) ? "" : prelude;
-    const std::string await = "await=" + (folder / "prelude").generic_string();
-    for (const Case &each :
-         {Case{{"-t", "zqStage", "-u", "5"}, prelude}, Case{{"-t", "zqStage", "-u", "0"}, prelude},
-          Case{{"-t", "zqHostPrep", "-u", "0"}, prelude},
-          Case{{"-t", "zqStage", "-u", "0", "-p", "7.1"}, launcher},
-          Case{{"-s", "-k", windowsPath(probeProgram) + " " + await, "-t", "zqStage", "-u", "0"},
-               prelude},
-          Case{{"-t", "zqStage", "-u", "5"}, unlessItFails, "CreateJobObjectW:5"},
-          Case{{"-t", "zqStage", "-u", "0"},
-               unlessItFails,
-               "CreateProcessAsUserW:5,CreateNamedPipeW:late"},
-          Case{{"-t", "zqStage", "-u", "5", "-n"}}, Case{{"-t", "zqStage", "-u", "-1"}},
-          Case{{"-t", "zqStage"}}, Case{{"-t", "zqOther", "-u", "0"}}}) {
-        SCOPED_TRACE(testing::PrintToString(each.options));
-        for (const char *file : {"prelude", "calls"})
-            std::filesystem::remove(folder / file);
-        const CallLog log(folder);
-        LauncherStart launch = start(each.options, log.variables());
-        launch.environment["ZQHOST_FAIL"] = each.fault;
-        // Without the stand-in's log, only time can show that nothing was started.
-        const std::string orders = !each.started.empty()      ? await
-                                   : has(Feature::CallsNoted) ? ""
-                                                              : "sleep=2000";
-        launch.arguments.insert(launch.arguments.end(), {"-a", orders + " exit=6"});
-        launch.input = "exit 6\n";
-        EXPECT_EQ(LauncherRun(folder, launch).wait(), 6u);
-        // In that user's session, with that user's full rights.
-        const std::string calls = log.text();
-        EXPECT_EQ(
-            calls.find("cmd.exe  /C Z:\\") != calls.npos &&
-                calls.find("\\zqLauncher.exe -t zqPrelude is created with flags 1028, 0 and 0, "
-                           "WinSta0\\Default, linked token\n") != calls.npos,
-            !each.started.empty() && has(Feature::CallsNoted));
-        if (each.started.empty()) {
-            EXPECT_FALSE(std::filesystem::exists(folder / "prelude"));
-            continue;
-        }
-        Report report = readReport("prelude");
-        EXPECT_EQ(report["arguments"], each.started);
-        if (each.started == prelude) { // once for each launcher
-            const std::string &path = report["PATH"];
-            for (const char *entry :
-                 {"\\frameworks\\5.15.2\\bin;", "\\tools\\current\\zqLauncher\\;"})
-                EXPECT_NE(path.find(entry), path.rfind(entry));
+// A probe is in the place of the launcher that is to start zqPrelude. The tool ends when that probe
+// has reported. Which runs have a start-up tool at all is shown by examples.
+TEST_F(StartupTool, RunsWithTheToolsVersionAndVariablesInTheUsersSession) {
+    const std::string orders = "await=" + (folder / "startup").generic_string() + " exit=6";
+    const std::string command = windowsPath(probeProgram) + " " + orders + " & exit 6";
+    for (const std::vector<std::string> &options :
+         {std::vector<std::string>{"-p", "current", "-t", "zqStage", "-u", "5", "-a", orders},
+          {"-p", "7.1", "-t", "zqStage", "-u", "0", "-a", orders},
+          {"-p", "7.3", "-t", "zqStage", "-u", "0", "-s", "-k", command}}) {
+        SCOPED_TRACE(testing::PrintToString(options));
+        const std::filesystem::path launcher = addTool(/*version=*/options[1], "zqLauncher");
+        writeFile(std::filesystem::path(launcher).replace_extension(".todo"), reportTo("startup"));
+        std::filesystem::remove(folder / "startup");
+        const CallLog calls(folder, options[1]);
+        EXPECT_EQ(LauncherRun(folder, start(options, calls.variables())).wait(), 6u);
+
+        const Report report = readReport("startup");
+        const std::string path = windowsPath(launcher);
+        EXPECT_EQ(report.at("arguments"), "[" + path + "][-t][zqPrelude]");
+        EXPECT_THAT(report.at("PATH"), HasSubstr("\\frameworks\\5.15.2\\bin;"));
+        EXPECT_THAT(report.at("PATH"), HasSubstr("\\tools\\current\\zqLauncher\\;"));
+        if (has(Feature::CallsNoted)) { // with that user's full rights
+            EXPECT_THAT(calls.text(), HasSubstr("cmd.exe  /C " + path +
+                                                " -t zqPrelude is created with flags 1028, 0 and "
+                                                "0, WinSta0\\Default, linked token\n"));
         }
     }
 }
-
-} // namespace
