@@ -4,8 +4,8 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstdlib>
+#include <cstring>
 #include <fstream>
-#include <sstream>
 
 namespace {
 
@@ -16,18 +16,14 @@ void expect(bool condition) {
 
 // Every element goes to the parser, to the side or away. A zero byte separates the elements.
 void sort(const std::string &text) {
-    std::vector<std::string> elements{"zqLauncher"};
-    std::istringstream stream(text);
-    for (std::string element; std::getline(stream, element, '\0');)
-        elements.push_back(element);
-    std::vector<const char *> argv;
-    for (const std::string &element : elements)
-        argv.push_back(element.c_str());
+    std::vector<const char *> argv{"zqLauncher"};
+    for (std::size_t at = 0; at < text.size(); at += std::strlen(argv.back()) + 1)
+        argv.push_back(&text[at]);
     ApplicationFrame frame("zqLauncher", "1", static_cast<std::int32_t>(argv.size()), argv.data());
-    const auto separators = std::count(elements.begin(), elements.end(), "--");
+    const auto separators = std::count(argv.begin(), argv.end(), std::string_view("--"));
     expect(frame.parserArguments.size() + frame.passThroughArguments.size() +
                static_cast<std::size_t>(separators) ==
-           elements.size());
+           argv.size());
 }
 
 void read(const std::string &text) {
