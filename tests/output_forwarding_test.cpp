@@ -4,15 +4,14 @@
 using namespace testing_support;
 using namespace std::chrono_literals;
 
-namespace {
+using OutputForwarding = LaunchTest;
 
-class OutputForwarding : public LaunchTest {};
-
+// The tool then reads its input, which stays silent.
 TEST_F(OutputForwarding, Takes4096BytesEach100Ms) {
     const std::size_t chunk = 4096, pauses = 20;
     const std::string file = (folder / "text").generic_string();
     writeFile(file, std::string((pauses + 1) * chunk, 'x'));
-    LauncherRun run(folder, start({"-o", "-t", "zqStage", "-a", "type=" + file + " sleep=60000"}));
+    LauncherRun run(folder, start({"-o", "-t", "zqStage", "-a", "type=" + file + " input"}));
     const auto isThere = [&run](std::size_t size) {
         return [&run, size] { return run.rawOutput().size() >= size; };
     };
@@ -24,5 +23,20 @@ TEST_F(OutputForwarding, Takes4096BytesEach100Ms) {
 
 // Each chunk is forwarded up to its first zero byte. The tool goes on when what it has written is
 // there, and writes more right before its end.
-
-} // namespace
+TEST_F(OutputForwarding, CopiesByteForByteWhileTheToolRuns) {
+    std::string bytes;
+    while (bytes.size() <= 65536)
+        bytes += static_cast<char>(bytes.size() % 255 + 1);
+    for (const std::string &written : {std::string("ab\0cd", 5), bytes}) {
+        const std::string file = (folder / std::to_string(written.size())).generic_string();
+        const std::string forwarded = written.substr(0, written.find('\0'));
+        writeFile(file, written);
+        const std::string orders = "type=" + file + " await=" + file + "go printerr=last";
+        LauncherRun run(folder, start({"-d", "-t", "zqStage", "-a", orders}));
+        EXPECT_TRUE(waitUntil([&] { return run.rawOutput() == forwarded; }));
+        writeFile(file + "go", "");
+        EXPECT_EQ(run.wait(), 0u);
+        EXPECT_EQ(run.rawOutput(), forwarded + "last");
+        EXPECT_EQ(run.errors(), "");
+    }
+}
