@@ -4,8 +4,6 @@
 
 #include <gtest/gtest.h>
 
-namespace {
-
 // A whole run would need the snap's own folder.
 TEST(ComponentPaths, SnapLeavesTheFrameworksDirectoryInTheInstallation) {
     ::_putenv_s("ZQ_INSTALL_ROOT", "R");
@@ -18,5 +16,3 @@ TEST(ComponentPaths, SnapLeavesTheFrameworksDirectoryInTheInstallation) {
     EXPECT_EQ(toolExecutablePath("t", "7"), "/snap/zqstage/current/bin\\t.exe");
     ::_putenv_s("ZQ_SNAP", "");
 }
-
-} // namespace
