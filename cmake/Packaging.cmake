@@ -32,8 +32,9 @@ endforeach()
 # The folders are those of the project, so that the pages' links hold.
 install(FILES packaging/sdk/README.md packaging/COPYRIGHT.txt DESTINATION ${sdk})
 install(FILES docs/tools.md DESTINATION ${sdk}/docs)
-install(FILES sdk/zq_orderly_stop.h DESTINATION ${sdk}/sdk)
-install(FILES examples/console_tool.cpp examples/message_loop_tool.c examples/node_tool.js
+install(FILES sdk/zq_end_children.h sdk/zq_orderly_stop.h DESTINATION ${sdk}/sdk)
+install(FILES examples/console_tool.cpp examples/dotnet_tool.cs examples/go_tool.go
+              examples/message_loop_tool.c examples/node_tool.js examples/qt_tool.cpp
               examples/try_stop.cpp
         DESTINATION ${sdk}/examples)
 

@@ -1,6 +1,9 @@
 #include "platform/windows_api.h"
 #include "support/files.h"
 #include "support/host.h"
+#ifdef _WIN32
+#include "zq_end_children.h"
+#endif
 
 #include <algorithm>
 #include <cstdlib>
@@ -75,6 +78,9 @@ int main(int argc, char **argv) {
              HostProcess(hostPath(arguments[0]).replace_filename("child.exe"),
                          {"await=" + file + "end"}, file);
          }},
+#ifdef _WIN32
+        {"endchildren", [](const auto &) { zqEndChildrenWithMe(); }},
+#endif
         {"word", writeWord},
         {"ignoreword", [](const auto &) { openTerminationPipe(); }},
         {"exit", [&](const auto &code) { exitCode = static_cast<int>(std::stoul(code)); }}};

@@ -1,0 +1,28 @@
+#include "support/launcher_run.h"
+
+using namespace testing_support;
+
+namespace {
+
+class ChildrenEnd : public LaunchTest {};
+
+TEST_F(ChildrenEnd, WithTheirToolAndWithAKilledLauncher) {
+    const std::filesystem::path child = tools / "7.2" / "zqStage" / "child.exe";
+    placeProgram(probeProgram, child);
+    for (const bool isKilled : {false, true}) {
+        const std::string name = (folder / (isKilled ? "killed" : "ended")).generic_string();
+        LauncherRun run(folder,
+                        start({"-t", "zqStage", "-a",
+                               "endchildren child=" + name + " await=" + name + " exit=7"}));
+        EXPECT_TRUE(waitUntil([&] { return isRunning(child); }));
+        if (isKilled)
+            run.kill();
+        else
+            writeFile(name, "");
+        EXPECT_EQ(run.wait() == 7, !isKilled);
+        // Sooner than it would end by itself, after half a minute.
+        EXPECT_TRUE(waitUntil([&] { return !isRunning(child); }, std::chrono::seconds(10)));
+    }
+}
+
+} // namespace
