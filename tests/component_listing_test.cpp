@@ -1,6 +1,7 @@
 #include "support/launcher_run.h"
 
 #include <cstdlib>
+#include <regex>
 
 using namespace testing_support;
 
@@ -10,8 +11,8 @@ namespace {
 class ComponentListing : public LaunchTest {
 protected:
     // Returns what is printed, the standard error last.
-    std::string listFrameworks() const {
-        LauncherRun run(folder, {.arguments = {"-r", "x\\../list", "-t", "t", "-l", "frameworks"},
+    std::string list(const std::string &what) const {
+        LauncherRun run(folder, {.arguments = {"-r", "x\\../list", "-t", "t", "-l", what},
                                  .workingDirectory = tree});
         EXPECT_EQ(run.wait(), 0u);
         return run.output() + run.errors();
@@ -20,12 +21,27 @@ protected:
     std::filesystem::path frameworks = tree / "list" / "frameworks";
 };
 
+TEST_F(ComponentListing, NamesComeAsTheirDirectoryHasThem) {
+    const std::filesystem::path listed = frameworks.parent_path();
+    for (const char *directory :
+         {"tools", "addons/harbour/charts", "addons/harbour/pilots", "addons/harbour/quays",
+          "addons/weather/maps", "addons/weather/radar", "addons/reefs/maps", "frameworks"})
+        for (const char *version : {"5.9", "6.2", "5.10", "B", "a", "6"})
+            std::filesystem::create_directories(listed / directory / version);
+    std::string names;
+    for (const char *part : {"tools", "addons", "frameworks"})
+        for (const auto &entry : std::filesystem::recursive_directory_iterator(listed / part))
+            names += entry.path().filename().string() + "\n";
+    const std::regex marks(": Warning: .*|Warning: .*\n|[ *:]");
+    EXPECT_EQ(std::regex_replace(list("all"), marks, ""), names);
+}
+
 TEST_F(ComponentListing, LinkToAFileIsNoDirectory) {
     SKIP_WITHOUT(Feature::LinksToFiles);
     writeFile(frameworks / "5", "");
     makeLink(frameworks / "current", "5");
-    EXPECT_EQ(listFrameworks(), "Warning: The target '" + windowsPath(frameworks / "5") +
-                                    "' of 'current' does not exist. This is not supported!\n");
+    EXPECT_EQ(list("frameworks"), "Warning: The target '" + windowsPath(frameworks / "5") +
+                                      "' of 'current' does not exist. This is not supported!\n");
 }
 
 TEST_F(ComponentListing, HiddenVersionIsNotListed) {
@@ -33,8 +49,8 @@ TEST_F(ComponentListing, HiddenVersionIsNotListed) {
     std::filesystem::create_directories(frameworks / "hidden");
     makeLink(frameworks / "current", "hidden");
     EXPECT_EQ(std::system(("attrib +h " + (frameworks / "hidden").string()).c_str()), 0);
-    EXPECT_THAT(listFrameworks(), testing::StartsWith("Current version: hidden\nWarning: the "
-                                                      "'current' version is pointing"));
+    EXPECT_THAT(list("frameworks"), testing::StartsWith("Current version: hidden\nWarning: the "
+                                                        "'current' version is pointing"));
 }
 
 // With the prefix that the system adds, the longest target that is followed has 511 characters.
@@ -46,7 +62,7 @@ TEST_F(ComponentListing, TooLongATargetIsNone) {
         std::filesystem::remove_all(frameworks);
         std::filesystem::create_directories(frameworks / parent / version);
         makeLink(frameworks / "current", frameworks / parent / version);
-        return listFrameworks();
+        return list("frameworks");
     };
     EXPECT_EQ(listLink(), "Current version: " + version + listed);
     version += 'y';
