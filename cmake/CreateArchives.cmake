@@ -4,12 +4,17 @@ set(scripts ${CMAKE_CURRENT_LIST_DIR}/../scripts)
 set(stage ${CPACK_TEMPORARY_DIRECTORY})
 set(folder ${stage}/${CPACK_PACKAGE_FILE_NAME}-win64)
 
+# The signed launcher comes first: the bill of materials holds its checksum.
 if(DEFINED ENV{ZQ_SIGNED_LAUNCHER})
   file(GLOB launchers ${stage}/*/zqLauncher.exe)
   execute_process(
     COMMAND ${scripts}/take-signed $ENV{ZQ_SIGNED_LAUNCHER} ${launchers}
     COMMAND_ERROR_IS_FATAL ANY)
 endif()
+execute_process(
+  COMMAND ${scripts}/bill-of-materials ${folder}/zqLauncher.exe ${CPACK_LINKER_MAP} ${CPACK_PACKAGE_VERSION}
+  OUTPUT_FILE ${folder}/bom.json
+  COMMAND_ERROR_IS_FATAL ANY)
 execute_process(
   COMMAND ${scripts}/pack ${stage} ${CPACK_PACKAGE_DIRECTORY}
   COMMAND_ERROR_IS_FATAL ANY)
