@@ -216,9 +216,13 @@ Outcome end(const FaultRun &run) {
     const std::string toolOutput(std::erase(output, '#'), '#');
     std::string text = replaced(output, ".+", "output: $&") + "tool: " + toolOutput + "\n" +
                        replaced(launcher.errors(), ".+", "errors: $&");
-    if (run.service)
+    if (run.service) {
+        // A tool that wasn't reading yet finds the word dropped, which is the request too.
+        const std::string word("zqEnd!\0", 7);
         text += replaced(readFile(run.directory / "debug"), ".+", "debug: $&") +
-                run.service->reports() + "word: " + readFile(run.directory / "word");
+                run.service->reports() +
+                "word: " + replaced(readFile(run.directory / "word"), "^error 233$", word);
+    }
     return {exit, replaced(text, "Z:\\S*tree", "Z:"), readFile(run.directory / "calls")};
 }
 

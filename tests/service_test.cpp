@@ -1,6 +1,8 @@
 #include "support/call_log.h"
 #include "support/service_manager.h"
 
+#include <regex>
+
 using namespace testing_support;
 
 namespace {
@@ -46,7 +48,11 @@ TEST_F(Service, ReportsFromTheStartToTheRunsEnd) {
     }
     const std::string begin = "Larkstone Launcher (Service Mode): ServiceMain: ";
     const std::string done = begin + "Done\n", early = begin + "Exit\n";
-    EXPECT_EQ(readFile(log), has(Feature::CallsNoted) ? early + early + done + early + done : "");
+    // The failed starts of all tests share one pipe's name, so one of them may say that it has
+    // none.
+    const std::regex shared("Termination Pipe is invalid.\n");
+    EXPECT_EQ(std::regex_replace(readFile(log), shared, ""),
+              has(Feature::CallsNoted) ? early + early + done + early + done : "");
 }
 
 // The failed launch is the first that the service sees. It then waits for the run without reporting
