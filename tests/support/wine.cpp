@@ -21,7 +21,7 @@ std::string quoted(std::string text) {
 }
 
 std::string hostsPath(const std::filesystem::path &path) {
-    using UnixFileName = char *CDECL(const WCHAR *);
+    using UnixFileName = char *(const WCHAR *);
     char *const text =
         imported<UnixFileName>("kernel32.dll", "wine_get_unix_file_name")(path.c_str());
     const std::string result = quoted(text != nullptr ? text : "");
