@@ -4,7 +4,8 @@ target_compile_features(launcher_settings INTERFACE cxx_std_20)
 target_include_directories(launcher_settings INTERFACE ${PROJECT_SOURCE_DIR}/src)
 
 if(MSVC)
-  target_compile_options(launcher_settings INTERFACE /W4 /WX /permissive- /utf-8)
+  # No /WX: nobody has read this compiler's warnings yet.
+  target_compile_options(launcher_settings INTERFACE /W4 /permissive- /utf-8)
   target_compile_definitions(launcher_settings INTERFACE _CRT_SECURE_NO_WARNINGS)
 else()
   # With SOURCE_DATE_EPOCH set, two builds of one commit are the same, wherever they are made.
@@ -34,10 +35,9 @@ elseif(LAUNCHER_SANITIZER STREQUAL "thread")
   add_link_options(-fsanitize=thread)
 endif()
 
-# TCLAP is headers only. The link keeps a cross compiler away from the rest of /usr/include.
+# TCLAP is headers only. The copy keeps a cross compiler away from the rest of /usr/include.
 find_path(TCLAP_INCLUDE_DIR tclap/CmdLine.h REQUIRED HINTS /usr/include NO_CMAKE_FIND_ROOT_PATH)
-file(MAKE_DIRECTORY ${PROJECT_BINARY_DIR}/third_party)
-file(CREATE_LINK ${TCLAP_INCLUDE_DIR}/tclap ${PROJECT_BINARY_DIR}/third_party/tclap
-     COPY_ON_ERROR SYMBOLIC)
+set(tclap_copy ${PROJECT_BINARY_DIR}/headers)
+file(COPY ${TCLAP_INCLUDE_DIR}/tclap DESTINATION ${tclap_copy} FILES_MATCHING PATTERN *.h)
 add_library(tclap INTERFACE)
-target_include_directories(tclap SYSTEM INTERFACE ${PROJECT_BINARY_DIR}/third_party)
+target_include_directories(tclap SYSTEM INTERFACE ${tclap_copy})
