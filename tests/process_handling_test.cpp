@@ -52,7 +52,7 @@ TEST_F(Process, LatestStartSaysHowTheLaunchWentAndCanBeClosed) {
 TEST_F(Process, TakesOneMessageASecondAndOnlyWmCloseAsARequest) {
     MSG message;
     ::PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE); // makes the queue
-    for (const UINT each : {WM_CLOSE + 1, WM_CLOSE})
+    for (const UINT each : {UINT{WM_CLOSE} + 1, UINT{WM_CLOSE}})
         EXPECT_TRUE(::PostThreadMessageW(::GetCurrentThreadId(), each, 0, 0));
     const auto begin = std::chrono::steady_clock::now();
     const auto info =
