@@ -47,6 +47,16 @@ TEST_F(Process, LatestStartSaysHowTheLaunchWentAndCanBeClosed) {
     }
 }
 
+TEST_F(Process, NextStartWaitsForAPollerThatHasNotSeenTheLaunch) {
+    EXPECT_FALSE(isLaunchDone()); // from now on somebody polls
+    const auto first = startDirectly(probe);
+    const auto begin = std::chrono::steady_clock::now();
+    const auto second = startDirectly(probe);
+    EXPECT_GE(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(100));
+    for (const auto &info : {first, second})
+        EXPECT_TRUE(waitForProcess(info));
+}
+
 // A second after the start another message is dropped, a second later the request is taken. A
 // second after that the closing is over.
 TEST_F(Process, TakesOneMessageASecondAndOnlyWmCloseAsARequest) {

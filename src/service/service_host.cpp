@@ -24,7 +24,7 @@ HANDLE g_ServiceStopEvent = INVALID_HANDLE_VALUE;
 
 // The one status record. Only one thread uses it at a time, so that no stop is reported after the
 // end. ServiceMain uses it until it has reported running, and sets g_StatusIsFree. From then on a
-// user must clear that flag first: the handler does so for each control, and sets it again;
+// user must clear that flag first: the handler does so for each stop, and sets it again;
 // ServiceMain does so once, before its last report.
 SERVICE_STATUS g_ServiceStatus = {};
 std::atomic<bool> g_StatusIsFree = false;
