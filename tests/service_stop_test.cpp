@@ -15,7 +15,7 @@ protected:
     void SetUp() override { SKIP_WITHOUT(Feature::Services); }
 
     LauncherStart serviceWith(const std::string &orders) const {
-        return start({"-t", "zqStage", "-a", orders}, calls.variables());
+        return start({"-o", "-t", "zqStage", "-a", orders}, calls.variables());
     }
 
     bool hasCalled(const std::string &call) const { return calls.count(call) > 0; }

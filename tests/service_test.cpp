@@ -60,7 +60,8 @@ TEST_F(Service, ReportsFromTheStartToTheRunsEnd) {
 TEST_F(Service, WithAFailedStartUpToolIsPendingWhileItsToolRuns) {
     SKIP_WITHOUT(Feature::CallsNoted);
     const std::string go = (folder / "go").generic_string();
-    const std::string orders = reportTo("tool") + " await=" + go + " exit=7";
+    // Longer than the grace of a stop: this wait has no limit.
+    const std::string orders = reportTo("tool") + " sleep=5500 await=" + go + " exit=7";
     variables["ZQHOST_FAIL"] = "CreateProcessAsUserW:5,DeleteFileW:late";
     ServiceManager manager(folder, start({"-u", "0", "-t", "zqStage", "-a", orders}, variables));
     readReport("tool");
