@@ -20,10 +20,6 @@ void PrintTo(const Example &example, std::ostream *stream) {
     *stream << example.name;
 }
 
-std::string replaced(const std::string &text, const std::string &pattern, const std::string &by) {
-    return std::regex_replace(text, std::regex(pattern), by);
-}
-
 std::string readPage(const std::string &name) {
     return replaced(readFile(ownFolder() / name), "<tab>", "\t");
 }

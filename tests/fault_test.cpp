@@ -203,10 +203,6 @@ bool hasEnded(FaultRun &run) {
     return run.launcher().hasEnded();
 }
 
-std::string replaced(const std::string &text, const std::string &pattern, const std::string &by) {
-    return std::regex_replace(text, std::regex(pattern), by);
-}
-
 // Ends the run if it still runs.
 Outcome end(const FaultRun &run) {
     LauncherRun &launcher = run.launcher();
@@ -342,6 +338,14 @@ TEST_P(Faults, UsualRunPrintsCallsAndReleasesAsItsKindSays) {
         << usualRun.text;
     EXPECT_THAT(usualRun.calls, HasSubstr(kind.process));
     EXPECT_THAT(usualRun.calls, HasSubstr("\n" + kind.released));
+    auto calls = countCalls(usualRun.calls);
+    EXPECT_EQ(calls["DestroyEnvironmentBlock"], calls["CreateEnvironmentBlock"]);
+    if (!Kinds{Launch, User}.contains(kind.kind))
+        return; // what others hold goes with the process
+    // A process and its thread, a token and its linked one, which is asked for twice.
+    EXPECT_EQ(calls["CloseHandle"],
+              calls["CreateFileW"] + calls["WTSQueryUserToken"] + calls["GetTokenInformation"] / 2 +
+                  2 * (calls["CreateProcessW"] + calls["CreateProcessAsUserW"]));
 }
 
 TEST_P(Faults, FailedCallIsReportedOrHarmless) {

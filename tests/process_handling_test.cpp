@@ -72,24 +72,4 @@ TEST_F(Process, TakesOneMessageASecondAndOnlyWmCloseAsARequest) {
     EXPECT_GE(std::chrono::steady_clock::now() - begin, std::chrono::seconds(3));
 }
 
-TEST_F(Process, EachHandleOfARunIsClosed) {
-    SKIP_WITHOUT(Feature::CallsNoted);
-    addTool("7.2", "zqStageWatch");
-    for (const std::vector<std::string> &options : {std::vector<std::string>{"-l", "frameworks"},
-                                                    {"-t", "zqStage"},
-                                                    {"-u", "1", "-t", "zqStageWatch"}}) {
-        SCOPED_TRACE(testing::PrintToString(options));
-        const CallLog calls(folder, options.back());
-        EXPECT_EQ(LauncherRun(folder, start(options, calls.variables())).wait(), 0u);
-        // A process and its thread, a token and its linked one, which is asked for twice.
-        const std::ptrdiff_t opened =
-            calls.count("CreateFileW") + calls.count("WTSQueryUserToken") +
-            calls.count("GetTokenInformation") / 2 +
-            2 * (calls.count("CreateProcessW") + calls.count("CreateProcessAsUserW"));
-        EXPECT_EQ(calls.count("CloseHandle"), opened);
-        EXPECT_EQ(calls.count("FindClose"), calls.count("FindFirstFileW"));
-        EXPECT_EQ(calls.count("DestroyEnvironmentBlock"), calls.count("CreateEnvironmentBlock"));
-    }
-}
-
 } // namespace

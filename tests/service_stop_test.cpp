@@ -20,11 +20,13 @@ protected:
 
     bool hasCalled(const std::string &call) const { return calls.count(call) > 0; }
 
-    // Sent when the service has just looked for a stop: the next look is a whole pause later.
+    // Sent when the service has just looked for a stop, and the pipe's thread, with a client there,
+    // for a request: their next looks are a whole pause later.
     Moment stopRightAfterRunning(ServiceManager &manager) const {
         EXPECT_TRUE(manager.awaitReport(running));
         if (has(Feature::CallsNoted))
-            EXPECT_TRUE(waitUntil([&] { return hasCalled("Sleep 1500"); }));
+            EXPECT_TRUE(
+                waitUntil([&] { return hasCalled("Sleep 1500") && hasCalled("Sleep 1000"); }));
         else
             std::this_thread::sleep_for(50ms);
         const auto before = std::chrono::steady_clock::now();
@@ -45,11 +47,9 @@ protected:
     CallLog calls{folder};
 };
 
-// The pipe is looked at once a second from its client's coming on. A client that comes just before
-// the request is asked as late as can be.
 TEST_F(ServiceStop, RightAfterRunningAsksTheToolAndReportsItsCode) {
     const std::filesystem::path word = folder / "word";
-    const std::string orders = "sleep=1600 word=" + word.generic_string() + " exit=9";
+    const std::string orders = "word=" + word.generic_string() + " exit=9";
     ServiceManager manager(folder, serviceWith(orders));
     const Moment stop = stopRightAfterRunning(manager);
     const bool isNoted = has(Feature::CallsNoted); // else the tool may be late with the file

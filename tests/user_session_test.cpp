@@ -1,26 +1,10 @@
-#include "process/process_handling.h"
 #include "support/call_log.h"
 #include "support/launcher_run.h"
-
-#include <cstdlib>
 
 using namespace testing_support;
 using testing::HasSubstr;
 
 using UserSession = LaunchTest;
-
-// Faults are read at a program's start, so this one starts anew. Its abrupt end would leave a
-// folder.
-TEST(UserEnvironment, ThatFailsIsMinusOne) {
-    SKIP_WITHOUT(Feature::CallsNoted);
-    GTEST_FLAG_SET(death_test_style, "threadsafe");
-    ::_putenv_s("ZQHOST_FAIL", "CreateEnvironmentBlock:5");
-    EXPECT_EXIT(std::_Exit(ProcessHandling::startProcess("none", {}, /*userId=*/1, false, false, "",
-                                                         false, false, true)
-                               ->result),
-                testing::ExitedWithCode(0xFF), "");
-    ::_putenv_s("ZQHOST_FAIL", "");
-}
 
 // At first nobody is there, then a user whose linked token is null. A tool that needs that token
 // waits on: the tokens are closed, and asked for again after a pause.

@@ -2,28 +2,23 @@
 
 #include "support/host.h"
 
-#include <algorithm>
 #include <fstream>
 #include <iterator>
 #include <random>
+#include <regex>
 #include <stdexcept>
 
 namespace testing_support {
 namespace fs = std::filesystem;
 
 std::string windowsPath(const fs::path &path) {
-    std::string text = path.string();
-    std::replace(text.begin(), text.end(), '/', '\\');
+    const std::string text = replaced(path.string(), "/", "\\");
     return text.starts_with('\\') ? "Z:" + text : text;
 }
 
 fs::path hostPath(const fs::path &path) {
-    std::string text = windowsPath(path);
-    if (platform() == Platform::StandIn) {
-        text.erase(0, std::string("Z:").size());
-        std::replace(text.begin(), text.end(), '\\', '/');
-    }
-    return text;
+    const std::string text = windowsPath(path);
+    return platform() == Platform::StandIn ? replaced(text, "^Z:|\\\\", "/") : text;
 }
 
 TemporaryFolder::TemporaryFolder() {
@@ -35,6 +30,10 @@ TemporaryFolder::TemporaryFolder() {
 
 TemporaryFolder::~TemporaryFolder() {
     removeTree(folder);
+}
+
+std::string replaced(const std::string &text, const std::string &pattern, const std::string &by) {
+    return std::regex_replace(text, std::regex(pattern), by);
 }
 
 std::string readFile(const fs::path &path) {

@@ -24,6 +24,8 @@ private:
     std::filesystem::path folder;
 };
 
+// Each match of the regular expression gives way to the other text.
+std::string replaced(const std::string &text, const std::string &pattern, const std::string &by);
 // Bytes as they are; what can't be read is empty.
 std::string readFile(const std::filesystem::path &path);
 // The file appears all at once, and the directories above it if they are missing.

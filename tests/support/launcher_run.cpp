@@ -7,11 +7,23 @@
 #include <bit>
 #include <cstdlib>
 #include <iostream>
-#include <regex>
 #include <sstream>
 
 namespace testing_support {
 namespace fs = std::filesystem;
+namespace {
+
+// Gives this process the values, and keeps those that it had.
+void exchangeVariables(std::map<std::string, std::string> &variables) {
+    for (auto &[name, value] : variables) {
+        const char *own = std::getenv(name.c_str());
+        const std::string before = own != nullptr ? own : "";
+        ::_putenv_s(name.c_str(), value.c_str());
+        value = before;
+    }
+}
+
+} // namespace
 
 LauncherRun::LauncherRun(const TemporaryFolder &folder, const LauncherStart &start) {
     static int count = 0;
@@ -21,31 +33,24 @@ LauncherRun::LauncherRun(const TemporaryFolder &folder, const LauncherStart &sta
     for (const std::string &argument : start.arguments)
         commandLine += " [" + argument + "]";
 
-    std::map<std::string, std::string> before;
-    const auto set = [&before](const std::string &name, const std::string &value) {
-        const char *old = std::getenv(name.c_str());
-        before.emplace(name, old != nullptr ? old : "");
-        ::_putenv_s(name.c_str(), value.c_str());
-    };
+    std::map<std::string, std::string> variables = start.environment;
     for (const char *name : {"ZQ_INSTALL_ROOT", "ZQ_SNAP", "ZQ_LOG_ENABLE_STDOUT", "ZQ_FW_VERSION",
                              "ZQ_TOOL_VERSION", "LARKSTONE_PATH_PREFIX"})
-        set(name, "");
+        variables.emplace(name, "");
     if (platform() == Platform::StandIn) {
-        const fs::path drive = folder / "drive_c", system = drive / "Windows" / "system32";
-        if (!fs::exists(system / "cmd.exe"))
-            placeProgram(ownFolder() / "cmd.exe", system / "cmd.exe");
-        set("ZQHOST_DRIVE_C", drive.string());
+        const fs::path interpreter = folder / "drive_c" / "Windows" / "system32" / "cmd.exe";
+        if (!fs::exists(interpreter))
+            placeProgram(ownFolder() / "cmd.exe", interpreter);
+        variables.emplace("ZQHOST_DRIVE_C", (folder / "drive_c").string());
     }
-    for (const auto &[name, value] : start.environment)
-        set(name, value);
 
     const fs::path directory = fs::current_path();
     if (!start.workingDirectory.empty())
         fs::current_path(start.workingDirectory);
+    exchangeVariables(variables);
     process = std::make_unique<HostProcess>(start.program, start.arguments, streams);
+    exchangeVariables(variables);
     fs::current_path(directory);
-    for (const auto &[name, value] : before)
-        ::_putenv_s(name.c_str(), value.c_str());
 }
 
 LauncherRun::~LauncherRun() {
@@ -59,11 +64,9 @@ LauncherRun::~LauncherRun() {
 }
 
 std::string LauncherRun::plainText(const std::string &stream) const {
-    std::string text = readFile(streams + stream);
-    if (platform() != Platform::StandIn) // the C library's text mode has put a carriage return
-                                         // before each line feed
-        text = std::regex_replace(text, std::regex("\r\n"), "\n");
-    return text;
+    const std::string text = readFile(streams + stream);
+    // On Windows the C library's text mode puts a carriage return before each line feed.
+    return platform() == Platform::StandIn ? text : replaced(text, "\r\n", "\n");
 }
 
 bool LauncherRun::awaitOutput(const std::string &text) const {

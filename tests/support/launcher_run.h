@@ -51,7 +51,7 @@ private:
     std::unique_ptr<HostProcess> process;
 };
 
-// What a probe found when it was started: its environment, and in small letters its pid, line (the
+// What a probe found when it was started: its environment, and in small letters its line (the
 // command line), directory, arguments (in brackets each) and the number of its pipes.
 using Report = std::map<std::string, std::string>;
 

@@ -2,35 +2,29 @@
 
 #include "support/host.h"
 
-#include <algorithm>
-#include <iterator>
+#include <set>
 
 namespace testing_support {
 namespace {
 
+using enum Platform;
+
 struct Lack {
     Feature feature;
-    Platform platform;
+    std::set<Platform> platforms;
     const char *reason;
 };
 
-constexpr Lack lacks[] = {
-    {Feature::CallsNoted, Platform::Windows, "no call fails at will on Windows"},
-    {Feature::CallsNoted, Platform::Wine, "no call fails at will under Wine"},
-    {Feature::EmptyConsole, Platform::Windows, "somebody may be at the console"},
-    {Feature::EmptyConsole, Platform::Wine, "somebody is always at Wine's console"},
-    {Feature::ShortPauses, Platform::Windows, "a pause takes a tick of the system's timer"},
-    {Feature::ShortPauses, Platform::Wine, "a pause takes a tick of the system's timer"},
-    {Feature::ManagerThatGoes, Platform::Windows, "the system's manager stays"},
-    {Feature::ManagerThatGoes, Platform::Wine, "the system's manager stays"},
-    {Feature::ShallowFolders, Platform::Windows, "the temporary folder is deep"},
-    {Feature::ShallowFolders, Platform::Wine, "the temporary folder is deep"},
-    {Feature::EmptyPath, Platform::Wine, "Wine gives a process without a PATH the system's"},
-    {Feature::PromptKept, Platform::Wine, "Wine's interpreter sets PROMPT anew"},
-    {Feature::LinksToFiles, Platform::Wine, "Wine shows a link to a file as that file"},
-    {Feature::LongTargets, Platform::Wine, "Wine follows no link to so long a path"},
-    {Feature::Attributes, Platform::StandIn, "the stand-in has no attributes to set"},
-    {Feature::WholeExitCodes, Platform::StandIn, "the host passes on 8 bits of an exit code"},
+const Lack lacks[] = {
+    {Feature::CallsNoted, {Windows, Wine}, "only the stand-in notes calls and lets them fail"},
+    {Feature::ShortPauses, {Windows, Wine}, "a pause takes a tick of the system's timer"},
+    {Feature::ShallowFolders, {Windows, Wine}, "the temporary folder is deep"},
+    {Feature::EmptyPath, {Wine}, "Wine gives a process without a PATH the system's"},
+    {Feature::PromptKept, {Wine}, "Wine's interpreter sets PROMPT anew"},
+    {Feature::LinksToFiles, {Wine}, "Wine shows a link to a file as that file"},
+    {Feature::LongTargets, {Wine}, "Wine follows no link to so long a path"},
+    {Feature::Attributes, {StandIn}, "the stand-in has no attributes to set"},
+    {Feature::WholeExitCodes, {StandIn}, "the host passes on 8 bits of an exit code"},
 };
 
 } // namespace
@@ -40,10 +34,10 @@ const char *reasonWithout(Feature feature) {
         return "only an administrator may register services";
     if (feature == Feature::LinksToFiles && platform() == Platform::Windows && !mayLinkFiles())
         return "this account may make no links to files";
-    const auto *found = std::find_if(std::begin(lacks), std::end(lacks), [&](const Lack &lack) {
-        return lack.feature == feature && lack.platform == platform();
-    });
-    return found != std::end(lacks) ? found->reason : nullptr;
+    for (const Lack &lack : lacks)
+        if (lack.feature == feature && lack.platforms.contains(platform()))
+            return lack.reason;
+    return nullptr;
 }
 
 } // namespace testing_support

@@ -6,18 +6,16 @@ namespace testing_support {
 
 // What a test may need and not every platform shows.
 enum class Feature {
-    CallsNoted,      // the calls of the launcher can be read, made to fail and made late
-    EmptyConsole,    // nobody is logged on at the console
-    ShortPauses,     // a pause of a millisecond takes about that long
-    ManagerThatGoes, // the service manager ends before its service
-    EmptyPath,       // a process without a PATH
-    PromptKept,      // the command interpreter keeps PROMPT
-    LinksToFiles,    // a link to a file is shown as a link
-    LongTargets,     // a link to a path of more than 260 characters is followed
-    ShallowFolders,  // a folder for tests is one or two levels below its drive
-    Attributes,      // a directory can be hidden
-    WholeExitCodes,  // all 32 bits of an exit code reach its parent
-    Services,        // this process may register services
+    CallsNoted,     // the calls of the launcher can be read, made to fail and made late
+    ShortPauses,    // a pause of a millisecond takes about that long
+    ShallowFolders, // a folder for tests is one or two levels below its drive
+    EmptyPath,      // a process without a PATH
+    PromptKept,     // the command interpreter keeps PROMPT
+    LinksToFiles,   // a link to a file is shown as a link
+    LongTargets,    // a link to a path of more than 260 characters is followed
+    Attributes,     // a directory can be hidden
+    WholeExitCodes, // all 32 bits of an exit code reach its parent
+    Services,       // this process may register services
 };
 
 // Null if the platform that the tests run on shows the feature, otherwise the reason why it
