@@ -28,10 +28,8 @@ public:
     bool awaitReport(const std::string &line) {
         return waitUntil([&] { return reports().ends_with(line); });
     }
-    void control(DWORD code);
-    // Whether the service has received each control.
-    bool hasTakenControls();
-    void leave(); // it goes away, and hears no more
+    void control(DWORD code); // returns when the service has received it
+    void leave();             // it goes away, and hears no more
     // Waits for the end of the launcher's process and returns its exit code, on Windows as the last
     // report has it.
     std::uint32_t wait();

@@ -42,11 +42,10 @@ std::string ServiceManager::reports() {
 
 void ServiceManager::control(DWORD code) {
     ::send(host->socket, &code, sizeof code, MSG_NOSIGNAL | MSG_DONTWAIT);
-}
-
-bool ServiceManager::hasTakenControls() {
-    int unread = 0;
-    return ::ioctl(host->socket, SIOCOUTQ, &unread) == 0 && unread == 0;
+    waitUntil([this] {
+        int unread = 0;
+        return ::ioctl(host->socket, SIOCOUTQ, &unread) != 0 || unread == 0;
+    });
 }
 
 void ServiceManager::leave() {

@@ -62,10 +62,6 @@ void ServiceManager::control(DWORD code) {
     reports();
 }
 
-bool ServiceManager::hasTakenControls() {
-    return true; // a control is received within its call
-}
-
 void ServiceManager::leave() {}
 
 std::uint32_t ServiceManager::wait() {
