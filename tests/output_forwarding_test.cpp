@@ -17,6 +17,7 @@ TEST_F(OutputForwarding, Takes4096BytesEach100Ms) {
     };
     const Moment first = awaitMoment({}, isThere(chunk));
     const Moment last = awaitMoment(first.before, isThere((pauses + 1) * chunk));
+    EXPECT_TRUE(isAnyRunning());
     EXPECT_GE(mostBetween(first, last), pauses * 100ms);
     EXPECT_LE(leastBetween(first, last), pauses * 100ms + 1000ms);
 }

@@ -20,17 +20,18 @@ protected:
 };
 
 // The pauses of 100 and 1000 ms are for what takes long. On a busy machine a thread may come too
-// late for a launch without them, but not each time.
+// late for a launch without them, but seldom.
 TEST_F(Process, UsualLaunchMakesNoPauseAndIsInItsJobAfterTheResume) {
     SKIP_WITHOUT(Feature::CallsNoted);
-    EXPECT_TRUE(waitUntil([&] {
-        std::filesystem::remove(folder / "calls");
-        const CallLog log(folder);
+    int withPause = 0;
+    for (int launch = 0; launch < 10; ++launch) {
+        const CallLog log(folder, std::to_string(launch));
         EXPECT_EQ(LauncherRun(folder, start({"-t", "zqStage"}, log.variables())).wait(), 0u);
         const std::string calls = log.text();
         EXPECT_NE(calls.find("AssignProcessToJobObject", calls.find("\nResumeThread")), calls.npos);
-        return calls.find("Sleep 1") == calls.npos;
-    }));
+        withPause += calls.find("Sleep 1") != calls.npos ? 1 : 0;
+    }
+    EXPECT_LE(withPause, 5);
 }
 
 TEST_F(Process, LatestStartSaysHowTheLaunchWentAndCanBeClosed) {

@@ -43,6 +43,10 @@ TEST_F(Service, ReportsFromTheStartToTheRunsEnd) {
         }
         EXPECT_EQ(manager.wait(), each.exitCode);
         EXPECT_EQ(manager.reports(), each.reports);
+        // With its last report it may end.
+        const bool isOrderSeen = each.options[0] == "-c" && has(Feature::CallsNoted);
+        const std::string order = "OutputDebugStringW\nSetServiceStatus\n";
+        EXPECT_THAT(calls.text(), testing::HasSubstr(isOrderSeen ? order : ""));
     }
     const std::string begin = "Larkstone Launcher (Service Mode): ServiceMain: ";
     const std::string done = begin + "Done\n", early = begin + "Exit\n";

@@ -18,10 +18,11 @@ public:
         return {{"ZQHOST_CALL_LOG", path.string()}};
     }
     std::string text() const { return "\n" + readFile(path); }
-    std::ptrdiff_t count(const std::string &call) const {
-        std::istringstream lines(text());
+    // How often a call was made before another one, or so far.
+    std::ptrdiff_t count(const std::string &call, const std::string &before = {}) const {
+        std::istringstream lines(readFile(path));
         std::ptrdiff_t found = 0;
-        for (std::string line; std::getline(lines, line);)
+        for (std::string line; std::getline(lines, line) && line != before;)
             found += line == call ? 1 : 0;
         return found;
     }
