@@ -74,7 +74,7 @@ const KindOfRun kinds[] = {
     {.kind = Console, .name = "console", .options = {"-i", "-o"}, .exit = 7, .text = {"tool: \n"},
      .process = "system.conf is created with flags 20, 1 and 0\n"},
     {.kind = Failed, .name = "failed", .options = {"-t", "zqText"}, .exit = 1,
-     .text = {"output: CreateProcessAsUser Error 193\noutput: ERROR MESSAGE: "}, .released = ""},
+     .text = {"output: CreateProcessAsUser Error 193\noutput: ERROR MESSAGE: "}, .released = "LocalFree\n"}, // the system's text
     // It is stopped while its tool waits for the word.
     {.kind = Service, .name = "service", .options = {"-t", "zqStage", "-a", "word=./word exit=9"}, .exit = 9,
      .text = {mainLine("Done") + starting + running + stopping + stopped(9) + "word: zqEnd!"},
