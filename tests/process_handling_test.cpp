@@ -34,6 +34,17 @@ TEST_F(Process, UsualLaunchMakesNoPauseAndIsInItsJobAfterTheResume) {
     EXPECT_LE(withPause, 5);
 }
 
+TEST_F(Process, LaunchPausesForALatePipeAndWithoutOne) {
+    SKIP_WITHOUT(Feature::CallsNoted);
+    for (const auto &[effect, pause] : {std::pair{"late", "Sleep 100"}, {"5", "Sleep 1000"}}) {
+        const CallLog log(folder, pause);
+        LauncherStart launch = start({"-t", "zqStage"}, log.variables());
+        launch.environment["ZQHOST_FAIL"] = std::string("CreateNamedPipeW:") + effect;
+        EXPECT_EQ(LauncherRun(folder, launch).wait(), 0u);
+        EXPECT_GT(log.count(pause), 0);
+    }
+}
+
 TEST_F(Process, LatestStartSaysHowTheLaunchWentAndCanBeClosed) {
     EXPECT_FALSE(isLaunchDone());
     for (const bool isThere : {true, false}) {
