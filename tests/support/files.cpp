@@ -6,7 +6,6 @@
 #include <iterator>
 #include <random>
 #include <regex>
-#include <stdexcept>
 
 namespace testing_support {
 namespace fs = std::filesystem;
@@ -55,12 +54,6 @@ void placeProgram(const fs::path &program, const fs::path &path) {
 
 bool isRunning(const fs::path &program) {
     return !std::ofstream(program, std::ios::binary | std::ios::app);
-}
-
-void makeLink(const fs::path &link, const fs::path &target) {
-    fs::create_directories(link.parent_path());
-    if (!makeHostLink(link, target))
-        throw std::runtime_error("no link " + link.string());
 }
 
 } // namespace testing_support

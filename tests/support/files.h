@@ -34,7 +34,5 @@ void writeFile(const std::filesystem::path &path, const std::string &text);
 void placeProgram(const std::filesystem::path &program, const std::filesystem::path &path);
 // Whether the program runs: the system lets nobody write to it then.
 bool isRunning(const std::filesystem::path &program);
-// A relative target is seen from the link's directory. Throws if the system makes no such link.
-void makeLink(const std::filesystem::path &link, const std::filesystem::path &target);
 
 } // namespace testing_support

@@ -49,8 +49,9 @@ private:
 
 std::filesystem::path ownFolder();     // of the running program
 std::filesystem::path temporaryRoot(); // where folders may be made, without spaces in its path
-bool makeHostLink(const std::filesystem::path &link, const std::filesystem::path &target);
-bool removeTree(const std::filesystem::path &folder); // follows no link
+// A relative target is seen from the link's directory. Throws if the system makes no such link.
+void makeLink(const std::filesystem::path &link, const std::filesystem::path &target);
+void removeTree(const std::filesystem::path &folder); // follows no link
 bool mayRegisterServices();
 bool mayLinkFiles();
 

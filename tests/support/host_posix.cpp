@@ -63,16 +63,14 @@ std::filesystem::path temporaryRoot() {
     return "/tmp";
 }
 
-bool makeHostLink(const std::filesystem::path &link, const std::filesystem::path &target) {
-    std::error_code error;
-    std::filesystem::create_symlink(target, link, error);
-    return !error;
+void makeLink(const std::filesystem::path &link, const std::filesystem::path &target) {
+    std::filesystem::create_directories(link.parent_path());
+    std::filesystem::create_symlink(target, link);
 }
 
-bool removeTree(const std::filesystem::path &folder) {
-    std::error_code error;
-    std::filesystem::remove_all(folder, error);
-    return !error;
+void removeTree(const std::filesystem::path &folder) {
+    std::error_code ignored;
+    std::filesystem::remove_all(folder, ignored);
 }
 
 bool mayRegisterServices() {

@@ -143,18 +143,21 @@ fs::path temporaryRoot() {
     return path;
 }
 
-bool makeHostLink(const fs::path &link, const fs::path &target) {
-    if (wine::isHere())
-        return wine::makeLink(link, target);
+void makeLink(const fs::path &link, const fs::path &target) {
+    fs::create_directories(link.parent_path());
     const fs::path whole = fs::absolute(link.parent_path() / target);
-    return fs::is_regular_file(whole) ? makeFileLink(link, whole) : makeJunction(link, whole);
+    if (!(wine::isHere()               ? wine::makeLink(link, target)
+          : fs::is_regular_file(whole) ? makeFileLink(link, whole)
+                                       : makeJunction(link, whole)))
+        throw std::runtime_error("no link " + link.string());
 }
 
-bool removeTree(const fs::path &folder) {
-    if (wine::isHere())
-        return wine::removeTree(folder);
+void removeTree(const fs::path &folder) {
     // Programs that have just ended hold their files a little longer.
-    return waitUntil([&] { return removeEntries(folder) && ::RemoveDirectoryW(folder.c_str()); });
+    if (wine::isHere())
+        wine::removeTree(folder);
+    else
+        waitUntil([&] { return removeEntries(folder) && ::RemoveDirectoryW(folder.c_str()); });
 }
 
 bool mayRegisterServices() {

@@ -59,8 +59,8 @@ bool makeLink(const std::filesystem::path &link, const std::filesystem::path &ta
                     hostsPath(link));
 }
 
-bool removeTree(const std::filesystem::path &folder) {
-    return runShell("rm -rf " + hostsPath(folder));
+void removeTree(const std::filesystem::path &folder) {
+    runShell("rm -rf " + hostsPath(folder));
 }
 
 void forgetLatestService() {

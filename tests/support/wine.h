@@ -11,7 +11,7 @@ bool isHere();
 // The target as the link is to hold it.
 bool makeLink(const std::filesystem::path &link, const std::filesystem::path &target);
 // Follows no link.
-bool removeTree(const std::filesystem::path &folder);
+void removeTree(const std::filesystem::path &folder);
 
 // To be called after a service has run. Wine keeps the number of the service that was started last,
 // and a program that offers itself to the dispatcher waits ten seconds for that service.
