@@ -75,6 +75,17 @@ TEST_F(ServiceStop, GivesAToolThatIgnoresTheWordFiveSeconds) {
     EXPECT_TRUE(waitUntil([&] { return !isAnyRunning(); }));
 }
 
+// The report of RUNNING is made, and its call returns 0.3 s later.
+TEST_F(ServiceStop, IsTakenWhileRunningIsReported) {
+    SKIP_WITHOUT(Feature::CallsNoted);
+    LauncherStart service = serviceWith("sleep=1000 exit=7");
+    service.environment["ZQHOST_FAIL"] = "SetServiceStatus:late:2";
+    ServiceManager manager(folder, service);
+    EXPECT_TRUE(manager.awaitReport(running));
+    manager.control(SERVICE_CONTROL_STOP);
+    awaitEnd(manager, {}, 7);
+}
+
 TEST_F(ServiceStop, AfterTheToolsEndReportsItsCode) {
     SKIP_WITHOUT(Feature::CallsNoted);
     ServiceManager manager(folder, serviceWith("exit=7"));

@@ -57,8 +57,8 @@ TEST_F(ToolLaunch, ShellTakesAGivenCommandAndThenTypedOnes) {
         const std::string report = isTyped ? "typed" : "given";
         const std::string command = windowsPath(probeProgram) + " " + reportTo(report);
         const CallLog calls(folder, report + "calls");
-        LauncherStart launch =
-            start({"-s", "-p", "7.1", "-k", isTyped ? "" : command}, calls.variables());
+        LauncherStart launch = start(
+            {"-s", "-p", "7.1", "-f", "cur rent", "-k", isTyped ? "" : command}, calls.variables());
         launch.input = (isTyped ? command + "\n" : "") + "exit 5\n";
         LauncherRun run(folder, launch);
         EXPECT_EQ(run.wait(), 5u);
