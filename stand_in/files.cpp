@@ -68,7 +68,7 @@ bool statPath(LPCWSTR path, struct stat &status) {
            stand_in::resultOf(stand_in::lastErrorOf(errno));
 }
 
-// What the calls return that fill a buffer with a text: its length, or the size it needs.
+// The result of a call that fills a buffer with a text: its length, or the size it needs.
 DWORD fillBuffer(const std::string &text, LPWSTR buffer, DWORD size) {
     const auto length = static_cast<DWORD>(text.size());
     if (length >= size)

@@ -28,7 +28,7 @@ template <class T> std::shared_ptr<T> find(HANDLE handle) {
     return object;
 }
 
-// What calls return that open something: a new handle, or for another error than 0
+// The result of a call that opens something: a new handle, or for another error than 0
 // INVALID_HANDLE_VALUE with the last error set.
 inline HANDLE handleOrInvalid(DWORD error, std::shared_ptr<Object> object) {
     return resultOf(error) ? insert(std::move(object)) : INVALID_HANDLE_VALUE;

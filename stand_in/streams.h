@@ -12,7 +12,7 @@ class Stream : public Object {
 public:
     explicit Stream(Descriptor descriptor) : m_descriptor(std::move(descriptor)) {}
     virtual DWORD read(void *buffer, DWORD size, DWORD &count);
-    // May write less than it was given.
+    // Writes all, or returns an error.
     virtual DWORD write(const void *bytes, DWORD size, DWORD &count);
     int descriptor() const { return m_descriptor.get(); }
 

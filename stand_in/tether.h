@@ -6,9 +6,9 @@
 
 namespace stand_in {
 
-// Kills the process that it is tied to once it goes, be it by its destructor or with this process,
-// however that ends. Of two connected sockets, each has the host send SIGKILL to the process when
-// the other one is closed, so it doesn't matter in which order they go.
+// When a Tether is destroyed, or this process ends in any way, the tied process is killed. Of two
+// connected sockets, each has the host send SIGKILL to the process when the other one is closed, so
+// it doesn't matter in which order they go.
 class Tether {
 public:
     Tether(); // tied to nothing

@@ -5,8 +5,8 @@
 #include <set>
 #include <sstream>
 
-// Each call that a kind of run makes fails, or comes late. For Linux: Windows lets no call fail at
-// will.
+// Makes each call of each kind of run fail once, and come late once. For Linux: Windows lets no
+// call fail at will.
 
 using namespace testing_support;
 using testing::HasSubstr;
@@ -21,7 +21,7 @@ using Kinds = std::set<Kind>;
 // is as it is, and the root is Z:. What the tool prints, each a #, is in a line of its own.
 using Parts = std::vector<std::string>;
 
-const std::string processAndThread = "CloseHandle\nCloseHandle\n";
+const std::string twoHandles = "CloseHandle\nCloseHandle\n"; // of a process and its thread
 
 // A kind of run: the options of the launcher, and what comes if no call fails.
 struct KindOfRun {
@@ -32,7 +32,7 @@ struct KindOfRun {
     Parts text = {"tool: #\n"};
     std::string process = {}; // in the log of the calls: the flags of the tool's process, those of
                               // its start-up information, and how its window is shown
-    std::string released = processAndThread; // calls that come in this order, with none between
+    std::string released = twoHandles; // calls that come in this order, with none between
 };
 
 void PrintTo(const KindOfRun &kind, std::ostream *stream) {
@@ -69,7 +69,7 @@ const KindOfRun kinds[] = {
     {.kind = User, .name = "user", .options = {"-u", "1", "-t", "zqStageWatch", "-a", tool}, .exit = 7,
      .text = {"output: Cannot set ENABLE_PROCESSED_OUTPUT\n", "tool: #\n"},
      .process = "flags 1028, 0 and 0, WinSta0\\Default, linked token\n",
-     .released = "DestroyEnvironmentBlock\n" + processAndThread}, // and the two tokens
+     .released = "DestroyEnvironmentBlock\n" + twoHandles}, // here those of the two tokens
     {.kind = Daemon, .name = "daemon", .options = {"-i"}, .exit = 7, .process = "system.conf is created with flags 4, 1 and 0\n"},
     {.kind = Console, .name = "console", .options = {"-i", "-o"}, .exit = 7, .text = {"tool: \n"},
      .process = "system.conf is created with flags 20, 1 and 0\n"},
@@ -78,7 +78,7 @@ const KindOfRun kinds[] = {
     // It is stopped while its tool waits for the word.
     {.kind = Service, .name = "service", .options = {"-t", "zqStage", "-a", "word=./word exit=9"}, .exit = 9,
      .text = {mainLine("Done") + starting + running + stopping + stopped(9) + "word: zqEnd!"},
-     .released = processAndThread + "CloseHandle\nSetServiceStatus\n"}, // and the stop event
+     .released = twoHandles + "CloseHandle\nSetServiceStatus\n"}, // and the stop event
 };
 
 const Kinds allButList = {Launch, Forward, User, Daemon, Console, Failed, Service};
@@ -264,8 +264,8 @@ protected:
     }
 
     // What goes wrong, with the rows for it: each use of a call fails, and its first comes late.
-    // Those that poll make a call as often as time wants: of their later uses, only those in a row
-    // fail. Without a row, the run ends and prints as usual.
+    // How often a polling loop makes its call depends on timing, so of its later uses only those
+    // that a Row names fail. Without a Row, the run ends and prints as usual.
     std::map<Fault, std::vector<Row>> faults() const {
         std::map<Fault, std::vector<Row>> rows;
         for (const Row &row : table)
@@ -279,8 +279,8 @@ protected:
         return rows;
     }
 
-    // Runs with those of the faults that are meant, side by side. One that is to wait still runs
-    // when a usual one has ended that began after all others' ends.
+    // Runs with those of the faults that are meant, side by side. A run expected to wait must
+    // outlive a usual run that is started after all the others have ended.
     void checkRuns(bool (*isMeant)(int use)) const {
         std::vector<FaultRun> runs;
         for (const auto &[fault, rows] : faults())

@@ -2,11 +2,12 @@
 
 using namespace testing_support;
 
-namespace {
+using InstallRoot = LaunchTest;
 
-class InstallRoot : public LaunchTest {
-protected:
-    void expectRoot(const std::string &expected, const std::filesystem::path &program) const {
+// Four levels above the executable, or the last resort for one that is less deep.
+TEST_F(InstallRoot, FollowsFromTheLaunchersOwnPlace) {
+    const auto expectRoot = [this](const std::string &expected,
+                                   const std::filesystem::path &program) {
         placeProgram(launcherProgram, program);
         LauncherRun run(folder, {.arguments = {"-t", "t"},
                                  .environment = {{"LARKSTONE_PATH_PREFIX", "X"}},
@@ -14,16 +15,8 @@ protected:
         EXPECT_EQ(run.wait(), 1u);
         EXPECT_EQ(run.output(), "ERROR: directory " + expected +
                                     "\\tools\\current\\t does not exist, bailing.\n");
-    }
-};
-
-TEST_F(InstallRoot, IsFourLevelsAboveTheExecutable) {
+    };
     expectRoot(root, tools / "7.1" / "zqLauncher" / "zqLauncher.exe");
+    if (has(Feature::ShallowFolders))
+        expectRoot("XC:\\ZQClient", folder / "zqLauncher.exe");
 }
-
-TEST_F(InstallRoot, IsTheLastResortForALauncherThatIsLessDeep) {
-    SKIP_WITHOUT(Feature::ShallowFolders);
-    expectRoot("XC:\\ZQClient", folder / "zqLauncher.exe");
-}
-
-} // namespace

@@ -22,7 +22,7 @@ constexpr std::chrono::milliseconds longestHandOver(100);
 std::atomic<ProcessInfo *> currentProcessInfo = nullptr;
 
 // The latest answer of isLaunchDone. Stays true while nobody asks.
-std::atomic<bool> launchDoneAnswer = true;
+std::atomic<bool> g_launchDoneAnswer = true;
 
 bool isCurrentLaunchDone() {
     const ProcessInfo *info = currentProcessInfo;
@@ -33,7 +33,7 @@ bool isCurrentLaunchDone() {
 // usually miss the start-up tool's record, as the tool's own takes its place a moment later.
 void letLaunchBeSeen() {
     const auto end = std::chrono::steady_clock::now() + longestHandOver;
-    while (!launchDoneAnswer && std::chrono::steady_clock::now() < end)
+    while (!g_launchDoneAnswer && std::chrono::steady_clock::now() < end)
         ::Sleep(pollPauseMs);
 }
 
@@ -43,8 +43,8 @@ void makeCurrent(ProcessInfo &info) {
     currentProcessInfo = &info;
 }
 
-// Keeps the record until the process ends, as the service's threads may ask for a launch's state at
-// any time. A launcher starts two processes at most: the start-up tool and the tool.
+// Keeps the record until the launcher ends, as the service's threads may ask for a launch's state
+// at any time. A launcher starts two processes at most: the start-up tool and the tool.
 void keepForGood(std::shared_ptr<ProcessInfo> info) {
     static auto &records = *new std::vector<std::shared_ptr<ProcessInfo>>; // outlives all statics
     records.push_back(std::move(info));
@@ -160,7 +160,7 @@ void closeProcess(std::shared_ptr<ProcessInfo> info) {
 
 bool isLaunchDone() {
     const bool done = isCurrentLaunchDone();
-    launchDoneAnswer = done;
+    g_launchDoneAnswer = done;
     return done;
 }
 

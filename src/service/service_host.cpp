@@ -12,9 +12,9 @@ constexpr char serviceName[] = "Larkstone Launcher (Service Mode)";
 
 constexpr DWORD pollPauseMs = 1;
 // A request to stop is lost if it reaches the worker before waitForProcess has looked at its
-// message queue for the first time, which it does a second after the tool's start: that look makes
-// the queue. As this pause is longer, only a stop that the first check finds can come too soon, or
-// one while a tool's start is late after its start-up tool.
+// message queue for the first time, a second after the tool's start: that look makes the queue. As
+// this pause is longer, a request is lost only if the first check finds the stop, or if the
+// start-up tool makes the tool's own start late.
 constexpr DWORD stopPollPauseMs = 1500;
 constexpr DWORD stopGraceMs = 5000;
 
@@ -23,8 +23,8 @@ SERVICE_STATUS_HANDLE g_ServiceStatusHandle = nullptr;
 HANDLE g_ServiceStopEvent = INVALID_HANDLE_VALUE;
 
 // The one status record. Only one thread uses it at a time, so that no stop is reported after the
-// end. ServiceMain uses it until it has reported running, and sets g_StatusIsFree. From then on a
-// user must clear that flag first: the handler does so for each stop, and sets it again;
+// end. ServiceMain uses it until it reports running, and sets g_StatusIsFree right before. From
+// then on a user must clear that flag first: the handler does so for each stop, and sets it again;
 // ServiceMain does so once, before its last report.
 SERVICE_STATUS g_ServiceStatus = {};
 std::atomic<bool> g_StatusIsFree = false;

@@ -1,10 +1,8 @@
 #include "support/launcher_run.h"
 
-#include "support/service_manager.h"
+#include "platform/windows_api.h"
 
 #include <algorithm>
-#include <array>
-#include <bit>
 #include <cstdlib>
 #include <iostream>
 #include <sstream>
@@ -125,13 +123,6 @@ bool LaunchTest::isAnyRunning() const {
     return std::any_of(begin(entries), end(entries), [](const fs::directory_entry &entry) {
         return entry.path().extension() == ".exe" && isRunning(entry.path());
     });
-}
-
-std::string lineOf(const SERVICE_STATUS &status) {
-    std::ostringstream line;
-    for (const DWORD number : std::bit_cast<std::array<DWORD, 7>>(status))
-        line << number << ' ';
-    return line.str().replace(line.str().size() - 1, 1, "\n");
 }
 
 } // namespace testing_support

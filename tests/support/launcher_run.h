@@ -55,7 +55,7 @@ private:
 // command line), directory, arguments (in brackets each) and the number of its pipes.
 using Report = std::map<std::string, std::string>;
 
-// An installation with two tools versions, of which 7.2 is current and holds the tool zqStage, and
+// An installation with two tools versions, each with the tool zqStage, of which 7.2 is current, and
 // one framework, 5.15.2.
 class LaunchTest : public testing::Test {
 protected:

@@ -3,11 +3,19 @@
 #include "platform/windows_api.h"
 #include "support/launcher_run.h"
 
+#include <array>
+#include <bit>
+
 namespace testing_support {
 
 // A report of the service, as a line of the seven numbers of its SERVICE_STATUS: the type, the
 // state, the controls accepted, two exit codes, the check point and the wait hint.
-std::string lineOf(const SERVICE_STATUS &status);
+inline std::string lineOf(const SERVICE_STATUS &status) {
+    std::string line;
+    for (const DWORD number : std::bit_cast<std::array<DWORD, 7>>(status))
+        line += std::to_string(number) + " ";
+    return line.replace(line.size() - 1, 1, "\n");
+}
 
 inline const std::string starting = "16 2 0 0 0 0 0\n", running = "16 4 1 0 0 0 0\n",
                          stopping = "16 3 0 0 0 4 0\n";
@@ -29,7 +37,7 @@ public:
         return waitUntil([&] { return reports().ends_with(line); });
     }
     void control(DWORD code); // returns when the service has received it
-    void leave();             // it goes away, and hears no more
+    void leave();             // it goes away, and receives no more
     // Waits for the end of the launcher's process and returns its exit code, on Windows as the last
     // report has it.
     std::uint32_t wait();
