@@ -6,7 +6,7 @@ set(folder ${stage}/${CPACK_PACKAGE_FILE_NAME}-win64)
 
 # The signed launcher comes first: the bill of materials holds its checksum.
 if(DEFINED ENV{ZQ_SIGNED_LAUNCHER})
-  file(GLOB launchers ${stage}/*/zqLauncher.exe)
+  file(GLOB launchers ${stage}/*/zqLauncher.exe ${stage}/*/check/zqLauncher.exe)
   execute_process(
     COMMAND ${scripts}/take-signed $ENV{ZQ_SIGNED_LAUNCHER} ${launchers}
     COMMAND_ERROR_IS_FATAL ANY)

@@ -1,9 +1,11 @@
-# The release: three archives, each with one folder of its own, and their checksums. win64 is for
-# administrators, sdk for the authors of tools, symbols for debugging the launcher.
+# The release: four archives, each with one folder of its own, and their checksums. win64 is for
+# administrators, sdk for the authors of tools, symbols for debugging the launcher, check for testing
+# it on any Windows machine.
 set(release ${PROJECT_NAME}-${PROJECT_VERSION})
 set(win64 ${release}-win64)
 set(sdk ${release}-sdk)
 set(symbols ${release}-symbols)
+set(check ${release}-check)
 
 # Copied into a tools version under the name zqLauncher, this folder is the launcher's.
 install(TARGETS zqLauncher RUNTIME DESTINATION ${win64})
@@ -18,7 +20,8 @@ foreach(licence IN ITEMS
     tclap.txt=/usr/share/doc/libtclap-dev/copyright
     mingw-w64.txt=/usr/share/doc/mingw-w64-x86-64-dev/copyright
     gcc.txt=/usr/share/doc/g++-mingw-w64-x86-64-posix/copyright
-    gpl-3.txt=/usr/share/common-licenses/GPL-3)
+    gpl-3.txt=/usr/share/common-licenses/GPL-3
+    googletest.txt=/usr/share/doc/googletest/copyright)
   string(REGEX MATCH "(.*)=(.*)" _ ${licence})
   set(name ${CMAKE_MATCH_1})
   set(text ${CMAKE_MATCH_2})
@@ -26,7 +29,10 @@ foreach(licence IN ITEMS
     message(FATAL_ERROR \"The licence text ${text} is missing. If dpkg is set up to leave out \"
                         \"documentation, install the package that owns it anew without that.\")
   endif()")
-  install(FILES ${text} DESTINATION ${win64}/licences RENAME ${name})
+  install(FILES ${text} DESTINATION ${check}/licences RENAME ${name})
+  if(NOT name STREQUAL googletest.txt) # the launcher holds nothing of it
+    install(FILES ${text} DESTINATION ${win64}/licences RENAME ${name})
+  endif()
 endforeach()
 
 # The folders are those of the project, so that the pages' links hold.
@@ -41,8 +47,16 @@ install(FILES examples/console_tool.cpp examples/dotnet_tool.cs examples/go_tool
 install(FILES packaging/symbols/README.md packaging/COPYRIGHT.txt $<TARGET_FILE:zqLauncher>.debug
         DESTINATION ${symbols})
 
-# Only the launcher goes into the archives, so the tests need not be built for them.
-set(CMAKE_SKIP_INSTALL_ALL_DEPENDENCY ON)
+# cmd.exe may miss what follows a plain line feed.
+configure_file(packaging/check/check.cmd ${PROJECT_BINARY_DIR}/check.cmd @ONLY NEWLINE_STYLE CRLF)
+install(FILES ${PROJECT_BINARY_DIR}/check.cmd packaging/check/README.md packaging/COPYRIGHT.txt
+        DESTINATION ${check})
+install(FILES docs/windows-check.md DESTINATION ${check}/docs)
+install(FILES packaging/check/licences.md DESTINATION ${check}/licences RENAME README.md)
+install(TARGETS zqLauncher launcher_tests probe check_report sample_tool
+        RUNTIME DESTINATION ${check}/check)
+install(FILES docs/usage.md tests/examples.md DESTINATION ${check}/check)
+
 set(CPACK_GENERATOR External)
 set(CPACK_PACKAGE_VENDOR Larkstone)
 set(CPACK_PACKAGE_FILE_NAME ${release})

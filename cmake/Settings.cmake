@@ -10,6 +10,9 @@ if(MSVC)
 else()
   # With SOURCE_DATE_EPOCH set, two builds of one commit are the same, wherever they are made.
   add_compile_options(-ffile-prefix-map=${PROJECT_SOURCE_DIR}=.)
+  if(MINGW)
+    add_link_options(-Wl,--no-insert-timestamp)
+  endif()
   target_compile_options(
     launcher_settings INTERFACE -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Werror
                                 -ffunction-sections -fdata-sections)

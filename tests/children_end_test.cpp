@@ -11,10 +11,12 @@ TEST_F(ChildrenEnd, WithTheirToolAndWithAKilledLauncher) {
     placeProgram(probeProgram, child);
     for (const bool isKilled : {false, true}) {
         const std::string name = (folder / (isKilled ? "killed" : "ended")).generic_string();
-        LauncherRun run(folder,
-                        start({"-t", "zqStage", "-a",
-                               "endchildren child=" + name + " await=" + name + " exit=7"}));
-        EXPECT_TRUE(waitUntil([&] { return isRunning(child); }));
+        LauncherRun run(folder, start({"-o", "-t", "zqStage", "-a",
+                                       "endchildren child=" + name +
+                                           " sleep=300 print=runs await=" + name + " exit=7"}));
+        // Asked earlier, whether the child runs could keep it from being started.
+        EXPECT_TRUE(run.awaitOutput("runs"));
+        EXPECT_TRUE(isRunning(child));
         if (isKilled)
             run.kill();
         else

@@ -42,13 +42,18 @@ TEST_F(ComponentListing, LinkToAFileIsNoDirectory) {
                                       "' of 'current' does not exist. This is not supported!\n");
 }
 
-TEST_F(ComponentListing, HiddenVersionIsNotListed) {
+TEST_F(ComponentListing, VersionWithAnAttributeIsNotListed) {
     SKIP_WITHOUT(Feature::Attributes);
-    std::filesystem::create_directories(frameworks / "hidden");
-    makeLink(frameworks / "current", "hidden");
-    EXPECT_EQ(std::system(("attrib +h " + (frameworks / "hidden").string()).c_str()), 0);
-    EXPECT_THAT(list("frameworks"), testing::StartsWith("Current version: hidden\nWarning: the "
-                                                        "'current' version is pointing"));
+    std::filesystem::create_directories(frameworks / "5");
+    makeLink(frameworks / "current", "5");
+    for (const std::string change : {"+h", "-h +r", "-r +a"}) {
+        if (change != "+h")
+            SKIP_WITHOUT(Feature::AllAttributes);
+        const std::string command = "attrib " + change + " " + (frameworks / "5").string();
+        EXPECT_EQ(std::system(command.c_str()), 0);
+        EXPECT_THAT(list("frameworks"), testing::StartsWith("Current version: 5\nWarning: the "
+                                                            "'current' version is pointing"));
+    }
 }
 
 // With the prefix that the system adds, the longest target that is followed has 511 characters.

@@ -113,6 +113,8 @@ class Examples : public testing::TestWithParam<Example> {};
 
 TEST_P(Examples, PrintAndEndAsShown) {
     const Example &example = GetParam();
+    if (example.output.find("ENABLE_PROCESSED_OUTPUT") != std::string::npos)
+        SKIP_WITHOUT(Feature::UserTokens);
     const TemporaryFolder folder;
     const fs::path tree = folder / "ZQClient";
     layOut(tree, commonTree() + example.tree);

@@ -26,8 +26,9 @@ TEST(StartupCommand, AppendsOptionsUnderTheirConditions) {
 // A probe is in the place of the launcher that is to start zqPrelude. The tool ends when that probe
 // has reported. Which runs have a start-up tool at all is shown by examples.
 TEST_F(StartupTool, RunsWithTheToolsVersionAndVariablesInTheUsersSession) {
+    SKIP_WITHOUT(Feature::UserTokens);
     const std::string orders = "await=" + (folder / "startup").generic_string() + " exit=6";
-    const std::string command = windowsPath(probeProgram) + " " + orders + " & exit 6";
+    const std::string command = root + "\\tools\\7.2\\zqStage\\zqStage.exe " + orders + " & exit 6";
     for (const std::vector<std::string> &options :
          {std::vector<std::string>{"-p", "current", "-t", "zqStage", "-u", "5", "-a", orders},
           {"-p", "7.1", "-t", "zqStage", "-u", "0", "-a", orders},

@@ -55,7 +55,7 @@ TEST_F(ToolLaunch, QtInfosFirstLineNamesTheFramework) {
 TEST_F(ToolLaunch, ShellTakesAGivenCommandAndThenTypedOnes) {
     for (const bool isTyped : {false, true}) {
         const std::string report = isTyped ? "typed" : "given";
-        const std::string command = windowsPath(probeProgram) + " " + reportTo(report);
+        const std::string command = root + "\\tools\\7.2\\zqStage\\zqStage.exe " + reportTo(report);
         const CallLog calls(folder, report + "calls");
         LauncherStart launch = start(
             {"-s", "-p", "7.1", "-f", "cur rent", "-k", isTyped ? "" : command}, calls.variables());

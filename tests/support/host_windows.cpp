@@ -9,6 +9,7 @@
 #include <windows.h>
 
 #include <winioctl.h>
+#include <wtsapi32.h>
 
 // The narrow calls take UTF-8: the manifest of each program says so.
 namespace testing_support {
@@ -170,6 +171,31 @@ bool mayRegisterServices() {
 bool mayLinkFiles() {
     const fs::path link = temporaryRoot() / ("link_" + std::to_string(::GetCurrentProcessId()));
     return makeFileLink(link, ownFolder() / "probe.exe") && ::DeleteFileW(link.c_str()) != FALSE;
+}
+
+std::string ownSession() {
+    DWORD session = 0, length = 64, size = 0;
+    char user[64] = "", station[64] = "", desktop[64] = "";
+    TOKEN_ELEVATION_TYPE rights{};
+    const HANDLE ownDesktop = ::GetThreadDesktop(::GetCurrentThreadId()),
+                 token = ::GetCurrentProcessToken();
+    ::ProcessIdToSessionId(::GetCurrentProcessId(), &session);
+    ::GetUserNameA(user, &length);
+    ::GetUserObjectInformationA(::GetProcessWindowStation(), UOI_NAME, station, 64, nullptr);
+    ::GetUserObjectInformationA(ownDesktop, UOI_NAME, desktop, 64, nullptr);
+    ::GetTokenInformation(token, TokenElevationType, &rights, sizeof rights, &size);
+    return std::to_string(session) + " " + user + " " + station + "\\" + desktop + " " +
+           std::to_string(rights);
+}
+
+std::string consoleSession() {
+    const DWORD session = ::WTSGetActiveConsoleSessionId();
+    char *user = nullptr;
+    DWORD size = 0;
+    ::WTSQuerySessionInformationA(nullptr, session, WTSUserName, &user, &size);
+    const std::string name = user != nullptr ? user : "";
+    ::WTSFreeMemory(user);
+    return std::to_string(session) + " " + name + " WinSta0\\Default";
 }
 
 std::string ownCommandLine() {

@@ -24,6 +24,9 @@ const Lack lacks[] = {
     {Feature::LinksToFiles, {Wine}, "Wine shows a link to a file as that file"},
     {Feature::LongTargets, {Wine}, "Wine follows no link to so long a path"},
     {Feature::Attributes, {StandIn}, "the stand-in has no attributes to set"},
+    {Feature::AllAttributes, {StandIn, Wine}, "a directory can only be hidden here"},
+    {Feature::UserTokens, {Windows}, "only a service of LocalSystem can do this: see ServiceUser"},
+    {Feature::Users, {StandIn, Wine}, "there is one user only, and one session"},
     {Feature::WholeExitCodes, {StandIn}, "the host passes on 8 bits of an exit code"},
 };
 

@@ -14,8 +14,11 @@ enum class Feature {
     LinksToFiles,   // a link to a file is shown as a link
     LongTargets,    // a link to a path of more than 260 characters is followed
     Attributes,     // a directory can be hidden
+    AllAttributes,  // it has the other attributes too
     WholeExitCodes, // all 32 bits of an exit code reach its parent
     Services,       // this process may register services
+    UserTokens,     // the launcher may start programs as the user at the console
+    Users,          // there is more than one session, user and kind of rights
 };
 
 // Null if the platform that the tests run on shows the feature, otherwise the reason why it

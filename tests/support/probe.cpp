@@ -21,6 +21,9 @@ namespace {
 // "name=value" each, a zero byte after it: what the probe found when it was started.
 void writeReport(const std::string &file, const std::vector<std::string> &arguments) {
     std::ostringstream text;
+#ifdef _WIN32
+    text << "session=" << ownSession() << '\0';
+#endif
     text << "pipes=" << ownPipes() << '\0' << "line=" << ownCommandLine() << '\0'
          << "directory=" << std::filesystem::current_path().string() << '\0' << "arguments=";
     for (const std::string &argument : arguments)
