@@ -52,16 +52,16 @@ std::filesystem::path temporaryRoot(); // where folders may be made, without spa
 // A relative target is seen from the link's directory. Throws if the system makes no such link.
 void makeLink(const std::filesystem::path &link, const std::filesystem::path &target);
 void removeTree(const std::filesystem::path &folder); // follows no link
-bool mayRegisterServices();
-bool mayLinkFiles();
-
-// On Windows: "<number> <user> <desktop> <rights>", of the user at the console but for the rights,
-// which are 2 if they are whole, 3 if lesser, and 1 if the user has no others.
-std::string ownSession();
-std::string consoleSession();
 
 std::string ownCommandLine(); // as its creator gave it
 std::size_t ownPipes();       // the ends of anonymous pipes that this process has
 char **ownEnvironment();      // "name=value" each, in UTF-8 on both targets
+
+// For Windows alone. A session is "<number> <user> <desktop> <rights>", without the rights for that
+// of the console. They are 2 if they are whole, 3 if lesser, and 1 if the user has no others.
+std::string ownSession();
+std::string consoleSession();
+bool mayRegisterServices();
+bool mayLinkFiles();
 
 } // namespace testing_support

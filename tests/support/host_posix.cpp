@@ -73,14 +73,6 @@ void removeTree(const std::filesystem::path &folder) {
     std::filesystem::remove_all(folder, ignored);
 }
 
-bool mayRegisterServices() {
-    return true;
-}
-
-bool mayLinkFiles() {
-    return true;
-}
-
 std::string ownCommandLine() {
     const char *line = std::getenv("ZQHOST_COMMAND_LINE");
     return line ? line : "";

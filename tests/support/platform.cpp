@@ -33,10 +33,12 @@ const Lack lacks[] = {
 } // namespace
 
 const char *reasonWithout(Feature feature) {
+#ifdef _WIN32
     if (feature == Feature::Services && !mayRegisterServices())
         return "only an administrator may register services";
     if (feature == Feature::LinksToFiles && platform() == Platform::Windows && !mayLinkFiles())
         return "this account may make no links to files";
+#endif
     for (const Lack &lack : lacks)
         if (lack.feature == feature && lack.platforms.contains(platform()))
             return lack.reason;
