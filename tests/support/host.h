@@ -14,7 +14,7 @@ namespace testing_support {
 enum class Platform { StandIn, Wine, Windows };
 Platform platform();
 
-inline constexpr std::chrono::milliseconds waitLimit{30000};
+inline constexpr std::chrono::milliseconds waitLimit{60000};
 
 // Asks until the answer is yes; false if the limit passes first.
 template <typename Predicate>
