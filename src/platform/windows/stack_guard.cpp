@@ -47,7 +47,7 @@ std::uintptr_t __stack_chk_guard = composeGuard();
 }
 
 // A fortified call would write past its buffer.
-[[noreturn]] void __chk_fail() {
+void __chk_fail() {
     endAtOnce();
 }
 }
