@@ -1,7 +1,6 @@
 #include "support/service_manager.h"
 
 #include <algorithm>
-#include <regex>
 #include <set>
 #include <sstream>
 

@@ -17,6 +17,8 @@ protected:
 TEST_F(Service, ReportsFromTheStartToTheRunsEnd) {
     const std::filesystem::path spare = folder / "spare", log = folder / "debug";
     writeFile(spare / "zqStage.exe", "no program\n");
+    const std::uint32_t code = has(Feature::WholeExitCodes) ? 70000 : 7;
+    const std::string ends = "exit=" + std::to_string(code);
     struct Case {
         std::vector<std::string> options;
         std::uint32_t exitCode;
@@ -24,7 +26,7 @@ TEST_F(Service, ReportsFromTheStartToTheRunsEnd) {
     };
     for (const Case &each :
          {Case{{"-c"}, 0, starting + stopped(0)}, Case{{"-t", "zqNone"}, 1, starting + stopped(1)},
-          Case{{"-t", "zqStage", "-a", "exit=7"}, 7, starting + running + stopped(7)},
+          Case{{"-t", "zqStage", "-a", ends}, code, starting + running + stopped(code)},
           Case{{"-t", "zqStage", "-b", windowsPath(spare)}, 1, starting + stopped(1)},
           Case{{"-u", "abc"}, 1, starting}, // Windows reports the end of such a process itself
           // It runs from its start-up tool on. The tool's start fails late.

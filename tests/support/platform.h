@@ -21,8 +21,7 @@ enum class Feature {
     Users,          // there is more than one session, user and kind of rights
 };
 
-// Null if the platform that the tests run on shows the feature, otherwise the reason why it
-// doesn't.
+// Null, or the reason why the platform that the tests run on doesn't show the feature.
 const char *reasonWithout(Feature feature);
 
 inline bool has(Feature feature) {
