@@ -1,4 +1,4 @@
-// A tool that shows what the launcher gives it: its arguments and its variables. If the last
+// A tool that shows what the launcher passes to it: its arguments and its variables. If the last
 // argument is a number, the tool ends with it as its exit code.
 
 #include <chrono>

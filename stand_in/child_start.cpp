@@ -115,9 +115,9 @@ bool takeStandardStreams(const Plan &plan) {
     ::_exit(errno);
 }
 
-// The child borrows the memory of this process, whose thread stands still until the program takes
+// The child borrows the memory of this process, whose thread waits until the program takes
 // over. No signal may come between but the one that reports the program: a handler would run in
-// the wrong process, and a traced child would stop for a tracer that stands still.
+// the wrong process, and a traced child would stop for a tracer that waits.
 pid_t startTraced(const Plan &plan, const stand_in::Tether &tether) {
     sigset_t allButTrap, before;
     sigfillset(&allButTrap);

@@ -15,7 +15,7 @@ void skipBlanks(std::string_view &text) {
     text.remove_prefix(std::min(text.find_first_not_of(blanks), text.size()));
 }
 
-// The program's name knows quotes, but no backslash that escapes one.
+// The program's name may have quotes, but no backslash that escapes one.
 std::string takeProgram(std::string_view &text) {
     std::string program;
     bool quoted = false;

@@ -41,7 +41,7 @@ void PrintTo(const KindOfRun &kind, std::ostream *stream) {
 constexpr int usual = -2, waits = -1;
 
 // What comes of a run if a call fails at one of the uses; nothing is on the standard error but what
-// the row says. Where several rows are for the same fault, it is chance which of them comes.
+// the row says. Where several rows are for the same fault, either may occur.
 struct Row {
     std::set<std::string> calls = {};
     Kinds kinds = {};
@@ -144,7 +144,7 @@ const Row table[] = {
     {.calls = {"CreateEventW"}, .kinds = {Service}, .exit = 0, .text = {noEvent, starting + "16 1 0 0 0 1 0\n"}},
     {.calls = {"SetEvent"}, .kinds = {Service}, .exit = waits, .text = {running + stopping}},
     {.calls = {"PostThreadMessageW", "ResumeThread", "GetExitCodeProcess"}, .kinds = {Service}, .exit = 0, .text = {stopping + stopped(0)}},
-    // It is chance which thread waits first. If it is the service's main one, the stop comes at once.
+    // Either thread may wait first. If it is the service's main one, the stop comes at once.
     {.calls = {"WaitForSingleObject"}, .kinds = {Service}, .uses = {1, 2}},
     {.calls = {"WaitForSingleObject"}, .kinds = {Service}, .uses = {1, 2}, .exit = 0, .text = {stopped(0)}},
     {.calls = {"OutputDebugStringW"}, .kinds = {Service}, .text = {starting + running + stopping + stopped(9), "word: zqEnd!"}},

@@ -24,8 +24,8 @@ BOOL readAfterTheLauncher(HANDLE file, LPVOID buffer, DWORD size, DWORD *read, c
 
 namespace {
 
-// What a tool hears from a launcher that sends a message before each read, and disconnects at once,
-// or just goes when the tool reads on after the last one.
+// What a tool receives from a launcher that sends a message before each read, and disconnects at
+// once, or just goes when the tool reads on after the last one.
 ZqStopEvent stopEventAfter(const std::vector<std::string> &messages, bool disconnects) {
     const std::string name = "\\\\.\\pipe\\zqLauncher_" + std::to_string(::GetCurrentProcessId());
     HANDLE pipe =

@@ -44,8 +44,8 @@ bool waitForProcess(std::shared_ptr<ProcessInfo> info);
 void closeProcess(std::shared_ptr<ProcessInfo> info);
 
 // Whether the latest startProcess has tried to create its process, and whether that failed; both
-// false before the first. Safe on any thread. Once somebody polls isLaunchDone, startProcess gives
-// that poll up to 100 ms to see a launch that is done before the next one takes its place.
+// false before the first. Safe on any thread. Once somebody polls isLaunchDone, startProcess waits
+// up to 100 ms for that poll to see a launch that is done before the next one takes its place.
 bool isLaunchDone();
 bool isLaunchFailed();
 

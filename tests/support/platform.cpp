@@ -19,7 +19,7 @@ const Lack lacks[] = {
     {Feature::CallsNoted, {Windows, Wine}, "only the stand-in notes calls and lets them fail"},
     {Feature::ShortPauses, {Windows, Wine}, "a pause takes a tick of the system's timer"},
     {Feature::ShallowFolders, {Windows, Wine}, "the temporary folder is deep"},
-    {Feature::EmptyPath, {Wine}, "Wine gives a process without a PATH the system's"},
+    {Feature::EmptyPath, {Wine}, "Wine passes the system's PATH to a process without one"},
     {Feature::PromptKept, {Wine}, "Wine's interpreter sets PROMPT anew"},
     {Feature::LinksToFiles, {Wine}, "Wine shows a link to a file as that file"},
     {Feature::LongTargets, {Wine}, "Wine follows no link to so long a path"},

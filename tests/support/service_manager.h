@@ -30,7 +30,7 @@ public:
     ServiceManager(const TemporaryFolder &folder, const LauncherStart &start);
     ~ServiceManager();
 
-    // The reports so far. The system's manager tells only the latest, so there they are those found
+    // The reports so far. The system's manager has only the latest, so there they are those found
     // at the calls of this class.
     std::string reports();
     bool awaitReport(const std::string &line) {
