@@ -30,6 +30,8 @@ if(LAUNCHER_SANITIZER MATCHES "address|fuzzer")
   # GCC takes some of the instrumented standard library for uses of uninitialised values.
   add_compile_options($<$<CXX_COMPILER_ID:GNU>:-Wno-maybe-uninitialized>)
   add_link_options(-fsanitize=address,undefined)
+  # The tests start over a thousand programs, each a fifth quicker so.
+  add_link_options("$<$<CXX_COMPILER_ID:GNU>:-static-libasan;-static-libubsan>")
   if(LAUNCHER_SANITIZER STREQUAL "fuzzer")
     add_compile_options(-fsanitize=fuzzer-no-link)
   endif()

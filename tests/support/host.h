@@ -23,7 +23,7 @@ bool waitUntil(Predicate predicate, std::chrono::milliseconds limit = waitLimit)
     while (!predicate()) {
         if (std::chrono::steady_clock::now() >= end)
             return false;
-        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
     }
     return true;
 }
