@@ -4,13 +4,21 @@
 
 #include <cstdlib>
 
+namespace {
+
+constexpr std::size_t longestValue = 32766;
+
+} // namespace
+
 std::string getEnvironmentVariable(const std::string &name) {
     const char *value = std::getenv(name.c_str());
     return value != nullptr ? value : "";
 }
 
 void setEnvironmentVariable(const std::string &name, const std::string &value) {
-    static_cast<void>(::_putenv_s(name.c_str(), value.c_str()));
+    // The C library may refuse a longer one by ending the process.
+    if (value.size() <= longestValue)
+        static_cast<void>(::_putenv_s(name.c_str(), value.c_str()));
 }
 
 void prependToVariable(const std::string &name, const std::string &value) {

@@ -10,7 +10,8 @@ enum class VersionVariable { Tool = 0, Framework = 1 };
 // A copy of the value. Empty if the variable is unset.
 std::string getEnvironmentVariable(const std::string &name);
 
-// Replaces the value. An empty value removes the variable. A failure is ignored.
+// Replaces the value. An empty value removes the variable. A failure is ignored; a value of more
+// than 32,766 bytes, which Windows doesn't take, is one.
 void setEnvironmentVariable(const std::string &name, const std::string &value);
 
 // Extend a list whose entries are separated by semicolons. An empty value changes nothing. An entry
