@@ -59,13 +59,11 @@ std::string takeArgument(std::string_view &text) {
 }
 
 // The path on the host of the file of this name, or of this name and ".exe"; empty if there is
-// none, or if its name is longer than the system takes for a program.
+// none.
 std::string findFile(std::string_view name) {
     const std::size_t component = name.find_last_of("/\\") + 1;
     const bool hasDot = name.find('.', component) != name.npos;
     for (const std::string &candidate : {std::string(name), std::string(name) + ".exe"}) {
-        if (candidate.size() >= MAX_PATH)
-            break;
         const std::string path = stand_in::toHost(candidate);
         struct stat status;
         if (::stat(path.c_str(), &status) == 0 && !S_ISDIR(status.st_mode))

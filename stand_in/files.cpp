@@ -161,11 +161,11 @@ DWORD GetFullPathNameW(LPCWSTR path, DWORD size, LPWSTR buffer, LPWSTR *filePart
 }
 
 HANDLE FindFirstFileW(LPCWSTR pattern, WIN32_FIND_DATAW *data) {
-    std::string directory = stand_in::toNarrow(pattern);
-    if (stand_in::fails("FindFirstFileW", !directory.ends_with("\\*")))
+    const std::string path = stand_in::toNarrow(pattern);
+    if (stand_in::fails("FindFirstFileW", !path.ends_with("\\*")))
         return INVALID_HANDLE_VALUE;
-    directory.pop_back();
-    const auto search = std::make_shared<Search>(stand_in::toHost(directory));
+    const std::string hostPath = stand_in::toHost(path);
+    const auto search = std::make_shared<Search>(hostPath.substr(0, hostPath.rfind('/') + 1));
     return stand_in::handleOrInvalid(search->next(*data), search);
 }
 

@@ -52,6 +52,8 @@ std::string stand_in::fullPath(std::string path) {
 
 std::string stand_in::toHost(const std::string &path) {
     std::string full = fullPath(path);
+    if (full.size() >= MAX_PATH)
+        return "";
     std::replace(full.begin(), full.end(), '\\', '/');
     switch (std::toupper(static_cast<unsigned char>(full[0]))) {
     case 'C':

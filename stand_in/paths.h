@@ -18,7 +18,8 @@ inline std::u16string toWide(std::string_view text) {
 
 // The full form of a path: drive, `\`, and "." and ".." resolved by the text alone.
 std::string fullPath(std::string path);
-// The path on the host. Empty, which no host call finds, for a drive that doesn't exist.
+// The path on the host. Empty, which no host call finds, for a drive that doesn't exist, and for a
+// path that is longer than Windows takes.
 std::string toHost(const std::string &path);
 // The path on drive Z: of an absolute path of the host.
 std::string toGuest(std::string hostPath);

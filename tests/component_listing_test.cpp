@@ -56,22 +56,40 @@ TEST_F(ComponentListing, VersionWithAnAttributeIsNotListed) {
     }
 }
 
-// With the prefix that the system adds, the longest target that is followed has 511 characters.
-TEST_F(ComponentListing, TooLongATargetIsNone) {
+// Unlike a junction, it may lead to a share, which then counts as missing.
+TEST_F(ComponentListing, DirectoryLinkIsFollowedUnlessToAShare) {
+    SKIP_WITHOUT(Feature::DirectoryLinks);
+    std::filesystem::create_directories(frameworks / "5");
+    const std::string pointer = (frameworks / "current").string();
+    const auto listLink = [&](const std::string &target) {
+        EXPECT_EQ(std::system(("mklink /D " + pointer + " " + target + " >nul").c_str()), 0);
+        const std::string listing = list("frameworks");
+        EXPECT_EQ(std::system(("rmdir " + pointer).c_str()), 0);
+        return listing;
+    };
+    EXPECT_EQ(listLink("5"), "Current version: 5\n* 5\n");
+    const std::string share = "\\\\localhost\\" + replaced((frameworks / "5").string(), ":", "$");
+    std::error_code denied;
+    if (!std::filesystem::exists(share, denied))
+        GTEST_SKIP() << "this account can't reach the drive as a share";
+    EXPECT_THAT(listLink(share), testing::StartsWith("Warning: The target 'UNC\\localhost\\"));
+}
+
+// Only up to 507 characters is it read at all.
+TEST_F(ComponentListing, TargetOfMoreThan259CharactersIsNone) {
     SKIP_WITHOUT(Feature::LongTargets);
-    const std::string parent(250, 'x'), listed = "\n* " + parent + "\n";
-    std::string version(511 - ("\\\\?\\" + windowsPath(frameworks / parent / "")).size(), 'y');
-    const auto listLink = [&] {
+    const std::string parent(255 - windowsPath(frameworks / "").size(), 'x');
+    const auto listLink = [&](std::size_t length) {
         std::filesystem::remove_all(frameworks);
+        const std::string version(length - windowsPath(frameworks / parent / "").size(), 'y');
         std::filesystem::create_directories(frameworks / parent / version);
         makeLink(frameworks / "current", frameworks / parent / version);
         return list("frameworks");
     };
-    EXPECT_EQ(listLink(), "Current version: " + version + listed);
-    version += 'y';
-    EXPECT_EQ(listLink(), "Warning: 'current' does not exist. Tool will not run without specifying "
-                          "a version. This is not supported!" +
-                              listed);
+    EXPECT_EQ(listLink(259), "Current version: yyy\n* " + parent + "\n");
+    for (const std::size_t length : {260u, 507u})
+        EXPECT_THAT(listLink(length), testing::StartsWith("Warning: The target '" + root));
+    EXPECT_THAT(listLink(508), testing::StartsWith("Warning: 'current' does not exist."));
 }
 
 } // namespace

@@ -152,14 +152,17 @@ int writeReport(std::ostream &report, const std::string &filter) {
 
 } // namespace
 
-int main(int argc, char **argv) try {
+int main(int argc, char **argv) {
     // Nobody may be there to close a box.
     ::SetErrorMode(SEM_FAILCRITICALERRORS | SEM_NOGPFAULTERRORBOX);
     std::ofstream report(argc > 1 ? argv[1] : "");
-    if (!report)
-        throw std::runtime_error("the report can't be written");
-    return writeReport(report, argc > 2 ? argv[2] : "*");
-} catch (const std::exception &error) {
-    std::cerr << "check_report: " << error.what() << std::endl;
-    return 1;
+    try {
+        if (!report)
+            throw std::runtime_error("the report can't be written");
+        return writeReport(report, argc > 2 ? argv[2] : "*");
+    } catch (const std::exception &error) {
+        for (std::ostream *stream : {static_cast<std::ostream *>(&report), &std::cerr})
+            *stream << "check_report: " << error.what() << std::endl;
+        return 1;
+    }
 }

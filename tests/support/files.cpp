@@ -25,6 +25,7 @@ TemporaryFolder::TemporaryFolder() {
     do
         folder = temporaryRoot() / ("launcher_test_" + std::to_string(random()));
     while (!fs::create_directory(folder));
+    clearAttributes(folder);
 }
 
 TemporaryFolder::~TemporaryFolder() {

@@ -49,6 +49,7 @@ private:
 
 std::filesystem::path ownFolder();     // of the running program
 std::filesystem::path temporaryRoot(); // where folders may be made, without spaces in its path
+void clearAttributes(const std::filesystem::path &folder); // what is made in it inherits them
 // A relative target is seen from the link's directory. Throws if the system makes no such link.
 void makeLink(const std::filesystem::path &link, const std::filesystem::path &target);
 void removeTree(const std::filesystem::path &folder); // follows no link
@@ -62,6 +63,6 @@ char **ownEnvironment();      // "name=value" each, in UTF-8 on both targets
 std::string ownSession();
 std::string consoleSession();
 bool mayRegisterServices();
-bool mayLinkFiles();
+bool maySymbolicLink();
 
 } // namespace testing_support

@@ -63,6 +63,8 @@ std::filesystem::path temporaryRoot() {
     return "/tmp";
 }
 
+void clearAttributes(const std::filesystem::path &) {}
+
 void makeLink(const std::filesystem::path &link, const std::filesystem::path &target) {
     std::filesystem::create_directories(link.parent_path());
     std::filesystem::create_symlink(target, link);

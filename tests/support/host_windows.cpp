@@ -58,7 +58,9 @@ bool makeJunction(const fs::path &link, const fs::path &target) {
 bool removeEntries(const fs::path &folder) {
     WIN32_FIND_DATAW entry;
     const HANDLE search = ::FindFirstFileW((folder / L"*").c_str(), &entry);
-    bool removed = search != INVALID_HANDLE_VALUE;
+    if (search == INVALID_HANDLE_VALUE)
+        return false;
+    bool removed = true;
     do {
         const fs::path path = folder / entry.cFileName;
         const bool isDirectory = (entry.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
@@ -137,11 +139,23 @@ fs::path ownFolder() {
 }
 
 fs::path temporaryRoot() {
-    // In its short form, a path has no space, and no character that the launcher can't take.
-    WCHAR path[MAX_PATH];
-    ::GetTempPathW(MAX_PATH, path);
-    ::GetShortPathNameW(path, path, MAX_PATH);
-    return path;
+    // The form in which the launcher prints where a link leads.
+    WCHAR path[1024];
+    ::GetTempPathW(1024, path);
+    const HANDLE folder =
+        ::CreateFileW(path, 0, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
+                      OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr);
+    ::GetFinalPathNameByHandleW(folder, path, 1024, VOLUME_NAME_DOS);
+    ::CloseHandle(folder);
+    const std::wstring root = path + std::wstring_view(L"\\\\?\\").size();
+    if (std::ranges::any_of(root, [](WCHAR unit) { return unit == ' ' || unit > 0x7F; }))
+        throw std::runtime_error("the temporary folder has a space or a character beyond ASCII in "
+                                 "its path: set TEMP to another one");
+    return root;
+}
+
+void clearAttributes(const fs::path &folder) {
+    ::SetFileAttributesW(folder.c_str(), FILE_ATTRIBUTE_NORMAL);
 }
 
 void makeLink(const fs::path &link, const fs::path &target) {
@@ -168,7 +182,7 @@ bool mayRegisterServices() {
     return manager != nullptr;
 }
 
-bool mayLinkFiles() {
+bool maySymbolicLink() {
     const fs::path link = temporaryRoot() / ("link_" + std::to_string(::GetCurrentProcessId()));
     return makeFileLink(link, ownFolder() / "probe.exe") && ::DeleteFileW(link.c_str()) != FALSE;
 }

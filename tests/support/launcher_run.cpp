@@ -58,7 +58,9 @@ LauncherRun::~LauncherRun() {
     for (const char *mark : {"Sanitizer", "runtime error: "})
         EXPECT_EQ(printed.find(mark), printed.npos) << "a sanitizer has reported";
     if (::testing::Test::HasFailure())
-        std::cout << commandLine << "\n--- output\n" << rawOutput() << "\n--- errors\n" << errors();
+        std::cout << commandLine << "\n--- output\n"
+                  << rawOutput().substr(0, 2000) << "\n--- errors\n"
+                  << errors().substr(0, 2000);
 }
 
 std::string LauncherRun::plainText(const std::string &stream) const {

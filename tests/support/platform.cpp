@@ -22,7 +22,8 @@ const Lack lacks[] = {
     {Feature::EmptyPath, {Wine}, "Wine passes the system's PATH to a process without one"},
     {Feature::PromptKept, {Wine}, "Wine's interpreter sets PROMPT anew"},
     {Feature::LinksToFiles, {Wine}, "Wine shows a link to a file as that file"},
-    {Feature::LongTargets, {Wine}, "Wine follows no link to so long a path"},
+    {Feature::DirectoryLinks, {StandIn, Wine}, "there is one kind of link only"},
+    {Feature::LongTargets, {Windows, Wine}, "the tests can make no directory with so long a path"},
     {Feature::Attributes, {StandIn}, "the stand-in has no attributes to set"},
     {Feature::AllAttributes, {StandIn, Wine}, "a directory can only be hidden here"},
     {Feature::UserTokens, {Windows}, "only a service of LocalSystem can do this: see ServiceUser"},
@@ -36,8 +37,9 @@ const char *reasonWithout(Feature feature) {
 #ifdef _WIN32
     if (feature == Feature::Services && !mayRegisterServices())
         return "only an administrator may register services";
-    if (feature == Feature::LinksToFiles && platform() == Platform::Windows && !mayLinkFiles())
-        return "this account may make no links to files";
+    const bool needsRights = feature == Feature::LinksToFiles || feature == Feature::DirectoryLinks;
+    if (needsRights && platform() == Platform::Windows && !maySymbolicLink())
+        return "this account may make no symbolic links";
 #endif
     for (const Lack &lack : lacks)
         if (lack.feature == feature && lack.platforms.contains(platform()))

@@ -12,7 +12,8 @@ enum class Feature {
     EmptyPath,      // a process without a PATH
     PromptKept,     // the command interpreter keeps PROMPT
     LinksToFiles,   // a link to a file is shown as a link
-    LongTargets,    // a link to a path of more than 260 characters is followed
+    DirectoryLinks, // mklink /D makes a link of another kind
+    LongTargets,    // a link can lead to a path of more than 259 characters
     Attributes,     // a directory can be hidden
     AllAttributes,  // it has the other attributes too
     WholeExitCodes, // all 32 bits of an exit code reach its parent

@@ -50,6 +50,8 @@ ServiceManager::~ServiceManager() {
 std::string ServiceManager::reports() {
     const DWORD before = host->status.dwCurrentState;
     ::QueryServiceStatus(host->service, &host->status);
+    if (host->status.dwCurrentState == SERVICE_START_PENDING)
+        host->status.dwWaitHint = 0; // the manager's own, until the service's first report
     // A service that hasn't begun is shown as stopped.
     if (host->status.dwCurrentState != (before == 0 ? SERVICE_STOPPED : before))
         host->reports += lineOf(host->status);
