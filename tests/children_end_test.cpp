@@ -10,6 +10,7 @@ TEST_F(ChildrenEnd, WithTheirToolAndWithAKilledLauncher) {
     const std::filesystem::path child = tools / "7.2" / "zqStage" / "child.exe";
     placeProgram(probeProgram, child);
     for (const bool isKilled : {false, true}) {
+        SCOPED_TRACE(isKilled ? "the launcher is killed" : "the tool ends");
         const std::string name = (folder / (isKilled ? "killed" : "ended")).generic_string();
         LauncherRun run(folder, start({"-o", "-t", "zqStage", "-a",
                                        "endchildren child=" + name +
@@ -22,7 +23,7 @@ TEST_F(ChildrenEnd, WithTheirToolAndWithAKilledLauncher) {
         else
             writeFile(name, "");
         EXPECT_EQ(run.wait() == 7, !isKilled);
-        // Sooner than it would end by itself, after half a minute.
+        // Sooner than it would end by itself, after a minute.
         EXPECT_TRUE(waitUntil([&] { return !isRunning(child); }, std::chrono::seconds(10)));
     }
 }

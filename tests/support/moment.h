@@ -30,10 +30,10 @@ template <typename Predicate> Moment awaitMoment(Moment::Time earliest, Predicat
 // The time between two moments is in these bounds. A promised minimum is compared with the upper
 // one, a promised maximum with the lower one.
 inline auto mostBetween(const Moment &first, const Moment &second) {
-    return second.after - first.before;
+    return std::chrono::ceil<std::chrono::milliseconds>(second.after - first.before);
 }
 inline auto leastBetween(const Moment &first, const Moment &second) {
-    return second.before - first.after;
+    return std::chrono::floor<std::chrono::milliseconds>(second.before - first.after);
 }
 
 } // namespace testing_support
