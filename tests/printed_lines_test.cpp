@@ -23,8 +23,8 @@ TEST_F(PrintedLines, ComeAtOnceAndInOnePieceEach) {
         int ends[2];
         ASSERT_EQ(::socketpair(AF_UNIX, SOCK_SEQPACKET, 0, ends), 0);
         ::fcntl(ends[0], F_SETFD, FD_CLOEXEC);
-        LauncherStart launch = start({"-t", "zqStage", "-u", "0", "-a", "print=last sleep=300000"},
-                                     {{"ZQHOST_FAIL", fault}});
+        LauncherStart launch =
+            start({"-t", "zqStage", "-u", "0", "-a", "print=last stay"}, {{"ZQHOST_FAIL", fault}});
         // A shell makes the socket the launcher's standard output.
         const std::string command = "exec \"$0\" \"$@\" >&" + std::to_string(ends[1]);
         launch.arguments.insert(launch.arguments.begin(), {"-c", command, launch.program.string()});

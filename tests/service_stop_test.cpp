@@ -65,7 +65,7 @@ TEST_F(ServiceStop, RightAfterRunningAsksTheToolAndReportsItsCode) {
 }
 
 TEST_F(ServiceStop, GivesAToolThatIgnoresTheWordFiveSeconds) {
-    ServiceManager manager(folder, serviceWith("ignoreword sleep=300000"));
+    ServiceManager manager(folder, serviceWith("ignoreword stay"));
     const Moment stop = stopRightAfterRunning(manager);
     const Moment passedOn = awaitMoment(
         stop.before, [&] { return !has(Feature::CallsNoted) || hasCalled("PostThreadMessageW"); });

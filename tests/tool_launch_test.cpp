@@ -80,7 +80,7 @@ TEST_F(ToolLaunch, AbruptEndOfTheLauncherEndsTheToolAndNotItsChild) {
     placeProgram(probeProgram, child);
     LauncherRun run(folder, start({"-o", "-t", "zqStage", "-a",
                                    "child=" + (folder / "child").generic_string() +
-                                       " sleep=300 print=runs sleep=300000"}));
+                                       " sleep=300 print=runs stay"}));
     EXPECT_TRUE(run.awaitOutput("runs")); // it's in its job by then
     EXPECT_TRUE(isRunning(tool));
     std::filesystem::remove(qtInfo); // fails if the launcher holds what it has read
@@ -102,8 +102,8 @@ TEST_F(ToolLaunch, AbruptEndAtAnyMomentOfTheLaunchLeavesNothing) {
           "PeekNamedPipe:throw"}) {
         SCOPED_TRACE(fault);
         const bool isKilled = fault.ends_with("kill");
-        LauncherRun run(
-            folder, start({"-o", "-t", "zqStage", "-a", "sleep=300000"}, {{"ZQHOST_FAIL", fault}}));
+        LauncherRun run(folder,
+                        start({"-o", "-t", "zqStage", "-a", "stay"}, {{"ZQHOST_FAIL", fault}}));
         EXPECT_EQ(run.wait(), isKilled ? 128u + 9u : 1u);
         EXPECT_EQ(run.errors(), isKilled ? "" : "ERROR: std::bad_alloc, bailing.\n");
         EXPECT_TRUE(waitUntil([&] { return !isAnyRunning(); }));

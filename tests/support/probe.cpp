@@ -69,6 +69,8 @@ int main(int argc, char **argv) {
         {"report", [&](const auto &file) { writeReport(file, arguments); }},
         {"sleep",
          [](const auto &milliseconds) { ::Sleep(static_cast<DWORD>(std::stoul(milliseconds))); }},
+        // Longer than a test waits for it to be killed.
+        {"stay", [](const auto &) { std::this_thread::sleep_for(5 * waitLimit); }},
         {"await",
          [](const auto &file) { waitUntil([&] { return std::filesystem::exists(file); }); }},
         {"print", print},
