@@ -3,7 +3,6 @@
 #include "stand_in/descriptor.h"
 
 #include <chrono>
-#include <csignal>
 #include <cstdlib>
 #include <mutex>
 #include <new>
@@ -71,8 +70,6 @@ bool stand_in::watchedCallFails(std::string_view call) {
         if (fault.callsLeft != 0)
             continue;
         guard.unlock();
-        if (fault.effect == "kill")
-            std::raise(SIGKILL);
         if (fault.effect == "throw")
             throw std::bad_alloc();
         if (fault.effect == "late") {

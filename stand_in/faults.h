@@ -7,9 +7,8 @@
 
 // Calls that are made to fail, for tests. Two variables are read once: ZQHOST_FAIL holds
 // "Call:effect[:nth]" entries, separated by commas. The effect is the last error of a call that
-// does nothing and fails, "late" for one that does its work 0.3 s later, "kill" for one that the
-// process doesn't survive, or "throw" for one that throws. ZQHOST_CALL_LOG names a file that gets
-// the name of each call.
+// does nothing and fails, "late" for one that does its work 0.3 s later, or "throw" for one that
+// throws. ZQHOST_CALL_LOG names a file that gets the name of each call.
 
 namespace stand_in {
 

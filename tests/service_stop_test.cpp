@@ -75,8 +75,8 @@ TEST_F(ServiceStop, GivesAToolThatIgnoresTheWordFiveSeconds) {
     EXPECT_TRUE(waitUntil([&] { return !isAnyRunning(); }));
 }
 
-// The report of RUNNING takes 0.3 s.
-TEST_F(ServiceStop, IsTakenWhileRunningIsReported) {
+// The report of RUNNING takes 0.3 s. Whether the tool is asked so early isn't looked at.
+TEST_F(ServiceStop, IsAcceptedWhileRunningIsReported) {
     SKIP_WITHOUT(Feature::CallsNoted);
     LauncherStart service = serviceWith("sleep=1000 exit=7");
     service.environment["ZQHOST_FAIL"] = "SetServiceStatus:late:2";

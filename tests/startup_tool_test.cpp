@@ -45,10 +45,12 @@ TEST_F(StartupTool, RunsWithTheToolsVersionAndVariablesInTheUsersSession) {
         EXPECT_EQ(report.at("arguments"), "[" + path + "][-t][zqPrelude]");
         EXPECT_THAT(report.at("PATH"), HasSubstr("\\frameworks\\5.15.2\\bin;"));
         EXPECT_THAT(report.at("PATH"), HasSubstr("\\tools\\current\\zqLauncher\\;"));
-        if (has(Feature::CallsNoted)) { // with that user's full rights
+        if (has(Feature::CallsNoted)) { // with that user's full rights, which the tool has not
             EXPECT_THAT(calls.text(), HasSubstr("cmd.exe  /C " + path +
                                                 " -t zqPrelude is created with flags 1028, 0 and "
                                                 "0, WinSta0\\Default, linked token\n"));
+            EXPECT_EQ(calls.text().find("WinSta0\\Default\n") != std::string::npos,
+                      options[5] == "5");
         }
     }
 }

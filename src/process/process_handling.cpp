@@ -21,7 +21,8 @@ constexpr std::chrono::milliseconds longestHandOver(100);
 // The record of the latest startProcess. Not owned.
 std::atomic<ProcessInfo *> currentProcessInfo = nullptr;
 
-// The latest answer of isLaunchDone. Stays true while nobody asks.
+// The latest answer of isLaunchDone. Stays true while nobody asks, so that only a poller is waited
+// for.
 std::atomic<bool> g_launchDoneAnswer = true;
 
 bool isCurrentLaunchDone() {
@@ -29,8 +30,8 @@ bool isCurrentLaunchDone() {
     return info != nullptr && info->launchDone;
 }
 
-// A service runs once its start-up tool was created, and learns that by polling. Its poll would
-// usually miss the start-up tool's record, as the tool's own takes its place a moment later.
+// A service reports that it runs at the first launch that its poll sees. That would rarely be the
+// start-up tool's, whose record is the latest for a moment only.
 void letLaunchBeSeen() {
     const auto end = std::chrono::steady_clock::now() + longestHandOver;
     while (!g_launchDoneAnswer && std::chrono::steady_clock::now() < end)

@@ -8,7 +8,6 @@
 #include "process/termination_pipe.h"
 #include "process/user_session.h"
 
-#include <algorithm>
 #include <functional>
 #include <future>
 #include <iostream>

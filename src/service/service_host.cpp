@@ -11,10 +11,10 @@ namespace {
 constexpr char serviceName[] = "Larkstone Launcher (Service Mode)";
 
 constexpr DWORD pollPauseMs = 1;
-// A request to stop is lost if it reaches the worker before waitForProcess has looked at its
-// message queue for the first time, a second after the tool's start: that look makes the queue. As
-// this pause is longer, a request is lost only if the first check finds the stop, or if the
-// start-up tool makes the tool's own start late.
+// The worker has no message queue until waitForProcess looks at it, a second after the tool's
+// start, and a request that is posted before is lost. As this pause is longer, that happens only if
+// the watcher's very first check finds the stop, or if a start-up tool makes the tool's own start
+// late.
 constexpr DWORD stopPollPauseMs = 1500;
 constexpr DWORD stopGraceMs = 5000;
 

@@ -7,8 +7,8 @@
 
 namespace testing_support {
 
-// The calls that a launcher has made so far, in their order; for Linux, as only the stand-in notes
-// them.
+// The calls that a launcher has made so far, in their order. Empty on Windows, as only the stand-in
+// logs them.
 class CallLog {
 public:
     CallLog(const TemporaryFolder &folder, const std::string &name = "calls")

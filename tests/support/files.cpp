@@ -17,7 +17,8 @@ std::string windowsPath(const fs::path &path) {
 
 fs::path hostPath(const fs::path &path) {
     const std::string text = windowsPath(path);
-    return platform() == Platform::StandIn ? replaced(text, "^Z:|\\\\", "/") : text;
+    return platform() == Platform::StandIn ? replaced(replaced(text, "^Z:", ""), "\\\\", "/")
+                                           : text;
 }
 
 TemporaryFolder::TemporaryFolder() {

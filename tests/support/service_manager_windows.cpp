@@ -41,10 +41,7 @@ ServiceManager::ServiceManager(const TemporaryFolder &folder, const LauncherStar
 
 ServiceManager::~ServiceManager() {
     control(SERVICE_CONTROL_STOP); // if it still runs
-    waitUntil([this] {
-        reports();
-        return host->status.dwCurrentState == SERVICE_STOPPED;
-    });
+    wait();
 }
 
 std::string ServiceManager::reports() {
