@@ -17,10 +17,10 @@
 namespace {
 
 // Runs on a thread of its own. The queued call runs on the thread of the event loop.
-void onStop(ZqStopEvent event, void *) {
-    if (event != ZqStopNoLauncher && QCoreApplication::instance() != nullptr)
-        QMetaObject::invokeMethod(QCoreApplication::instance(), &QCoreApplication::quit,
-                                  Qt::QueuedConnection);
+void onStop(ZqStopEvent event, void *application) {
+    if (event != ZqStopNoLauncher)
+        QMetaObject::invokeMethod(static_cast<QCoreApplication *>(application),
+                                  &QCoreApplication::quit, Qt::QueuedConnection);
 }
 
 // Without a console window, as with -o and in a service, Qt's own handler writes to the debug
@@ -33,11 +33,12 @@ void log(QtMsgType, const QMessageLogContext &, const QString &text) {
 
 int main(int argc, char **argv) {
     qInstallMessageHandler(log);
-    QCoreApplication application(argc, argv);
-    QObject::connect(&application, &QCoreApplication::aboutToQuit,
+    // Never deleted: the callback may come at any time.
+    auto *application = new QCoreApplication(argc, argv);
+    QObject::connect(application, &QCoreApplication::aboutToQuit,
                      [] { qInfo("asked to end, all is saved"); });
-    if (zqListenForStop(onStop, nullptr) == FALSE)
+    if (zqListenForStop(onStop, application) == FALSE)
         return 2; // not 1, which looks like a failure of the launcher
     qInfo("working");
-    return application.exec(); // 0 after quit; the service reports a tool's exit code as its own
+    return application->exec(); // 0 after quit; the service reports a tool's exit code as its own
 }
