@@ -28,7 +28,8 @@ TEST_F(Service, ReportsFromTheStartToTheRunsEnd) {
         std::string reports;
     };
     for (const Case &each :
-         {Case{{"-c"}, 0, starting + stopped(0)}, Case{{"-t", "zqNone"}, 1, starting + stopped(1)},
+         {Case{{"-c"}, 0, starting + stopped(0)}, Case{{"-l", "all"}, 0, starting + stopped(0)},
+          Case{{"-t", "zqNone"}, 1, starting + stopped(1)},
           Case{{"-t", "zqStage", "-a", ends}, code, starting + running + stopped(code)},
           Case{{"-t", "zqStage", "-b", windowsPath(spare)}, 1, starting + stopped(1)},
           Case{{"-u", "abc"}, 1, starting}, // Windows reports the end of such a process itself
@@ -56,7 +57,7 @@ TEST_F(Service, ReportsFromTheStartToTheRunsEnd) {
     // The failed starts of all tests share one pipe's name, so one of them may say that it has
     // none.
     EXPECT_EQ(replaced(readFile(log), "Termination Pipe is invalid.\n", ""),
-              has(Feature::CallsNoted) ? early + early + done + early + done : "");
+              has(Feature::CallsNoted) ? early + early + early + done + early + done : "");
 }
 
 // The failed launch is the first that the service sees. It then waits for the run without reporting
