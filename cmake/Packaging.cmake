@@ -48,14 +48,21 @@ install(FILES packaging/symbols/README.md packaging/COPYRIGHT.txt $<TARGET_FILE:
         DESTINATION ${symbols})
 
 # cmd.exe may miss what follows a plain line feed.
-configure_file(packaging/check/check.cmd ${PROJECT_BINARY_DIR}/check.cmd @ONLY NEWLINE_STYLE CRLF)
-install(FILES ${PROJECT_BINARY_DIR}/check.cmd packaging/check/README.md packaging/COPYRIGHT.txt
+foreach(script deployment/install deployment/remove check/check)
+  configure_file(packaging/${script}.cmd ${PROJECT_BINARY_DIR}/packaging/${script}.cmd
+                 @ONLY NEWLINE_STYLE CRLF)
+endforeach()
+install(FILES ${PROJECT_BINARY_DIR}/packaging/deployment/install.cmd
+              ${PROJECT_BINARY_DIR}/packaging/deployment/remove.cmd
+        DESTINATION ${win64}/deployment)
+install(FILES ${PROJECT_BINARY_DIR}/packaging/check/check.cmd packaging/check/README.md packaging/COPYRIGHT.txt
         DESTINATION ${check})
 install(FILES docs/windows-check.md DESTINATION ${check}/docs)
 install(FILES packaging/check/licences.md DESTINATION ${check}/licences RENAME README.md)
 install(TARGETS zqLauncher launcher_tests probe check_report sample_tool
         RUNTIME DESTINATION ${check}/check)
-install(FILES docs/usage.md tests/examples.md DESTINATION ${check}/check)
+install(FILES docs/usage.md docs/install.md docs/service.md tests/examples.md
+        DESTINATION ${check}/check)
 
 set(CPACK_GENERATOR External)
 set(CPACK_PACKAGE_VENDOR Larkstone)

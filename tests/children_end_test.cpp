@@ -2,9 +2,7 @@
 
 using namespace testing_support;
 
-namespace {
-
-class ChildrenEnd : public LaunchTest {};
+using ChildrenEnd = LaunchTest;
 
 TEST_F(ChildrenEnd, WithTheirToolAndWithAKilledLauncher) {
     const std::filesystem::path child = tools / "7.2" / "zqStage" / "child.exe";
@@ -27,5 +25,3 @@ TEST_F(ChildrenEnd, WithTheirToolAndWithAKilledLauncher) {
         EXPECT_TRUE(waitUntil([&] { return !isRunning(child); }, std::chrono::seconds(10)));
     }
 }
-
-} // namespace

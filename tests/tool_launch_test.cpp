@@ -52,6 +52,19 @@ TEST_F(ToolLaunch, QtInfosFirstLineNamesTheFramework) {
     }
 }
 
+TEST_F(ToolLaunch, VersionsMayBeLinksToAnotherVolume) {
+    SKIP_WITHOUT(Feature::DriveD);
+    const std::filesystem::path other = "D:\\" + folder.path().filename().string();
+    placeProgram(probeProgram, other / "zqStage" / "zqStage.exe");
+    std::filesystem::create_directories(other / "plugins");
+    std::filesystem::create_directories(other / "bin");
+    makeLink(tools / "8", other);
+    makeLink(tree / "frameworks" / "8", other);
+    const LauncherStart launch = start({"-p", "8", "-f", "8", "-t", "zqStage", "-a", "exit=7"});
+    EXPECT_EQ(LauncherRun(folder, launch).wait(), 7u);
+    removeTree(other);
+}
+
 TEST_F(ToolLaunch, ShellTakesAGivenCommandAndThenTypedOnes) {
     for (const bool isTyped : {false, true}) {
         const std::string report = isTyped ? "typed" : "given";

@@ -64,5 +64,6 @@ std::string ownSession();
 std::string consoleSession();
 bool mayRegisterServices();
 bool maySymbolicLink();
+bool hasDriveD(); // a local one, where folders may be made
 
 } // namespace testing_support

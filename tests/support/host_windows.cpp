@@ -187,6 +187,13 @@ bool maySymbolicLink() {
     return makeFileLink(link, ownFolder() / "probe.exe") && ::DeleteFileW(link.c_str()) != FALSE;
 }
 
+bool hasDriveD() {
+    const fs::path trial = "D:\\launcher_test_" + std::to_string(::GetCurrentProcessId());
+    std::error_code denied;
+    return ::GetDriveTypeW(L"D:\\") == DRIVE_FIXED && fs::create_directory(trial, denied) &&
+           fs::remove(trial);
+}
+
 std::string ownSession() {
     DWORD session = 0, length = 64, size = 0;
     char user[64] = "", station[64] = "", desktop[64] = "";

@@ -24,6 +24,7 @@ const Lack lacks[] = {
     {Feature::LinksToFiles, {Wine}, "Wine shows a link to a file as that file"},
     {Feature::DirectoryLinks, {StandIn, Wine}, "there is one kind of link only"},
     {Feature::LongTargets, {Windows, Wine}, "the tests can make no directory with so long a path"},
+    {Feature::DriveD, {StandIn}, "there are no drives"},
     {Feature::Attributes, {StandIn}, "the stand-in has no attributes to set"},
     {Feature::AllAttributes, {StandIn, Wine}, "a directory can only be hidden here"},
     {Feature::UserTokens, {Windows}, "only a service of LocalSystem can do this: see ServiceUser"},
@@ -37,6 +38,8 @@ const char *reasonWithout(Feature feature) {
 #ifdef _WIN32
     if (feature == Feature::Services && !mayRegisterServices())
         return "only an administrator may register services";
+    if (feature == Feature::DriveD && !hasDriveD())
+        return "there is no local drive D to make folders on";
     const bool needsRights = feature == Feature::LinksToFiles || feature == Feature::DirectoryLinks;
     if (needsRights && platform() == Platform::Windows && !maySymbolicLink())
         return "this account may make no symbolic links";

@@ -4,6 +4,7 @@
 #include "support/host.h"
 
 #include <algorithm>
+#include <regex>
 #include <windows.h>
 
 namespace testing_support::wine {
@@ -57,6 +58,15 @@ bool makeLink(const std::filesystem::path &link, const std::filesystem::path &ta
     return runShell("ln -s " +
                     (target.is_absolute() ? hostsPath(target) : quoted(target.string())) + " " +
                     hostsPath(link));
+}
+
+bool typeLinkCommand(const std::string &command) {
+    std::smatch path;
+    if (std::regex_match(command, path, std::regex("mklink /J (\\S+) (\\S+)")))
+        return makeLink(path.str(1), path.str(2));
+    if (std::regex_match(command, path, std::regex("rmdir (\\S+\\\\current)")))
+        return runShell("rm " + hostsPath(path.str(1)));
+    return false;
 }
 
 void removeTree(const std::filesystem::path &folder) {
