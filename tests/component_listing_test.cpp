@@ -4,8 +4,6 @@
 
 using namespace testing_support;
 
-namespace {
-
 // Most states of `current` are examples. The root is relative here, with a detour in it.
 class ComponentListing : public LaunchTest {
 protected:
@@ -91,5 +89,3 @@ TEST_F(ComponentListing, TargetOfMoreThan259CharactersIsNone) {
         EXPECT_THAT(listLink(length), testing::StartsWith("Warning: The target '" + root));
     EXPECT_THAT(listLink(508), testing::StartsWith("Warning: 'current' does not exist."));
 }
-
-} // namespace

@@ -18,5 +18,13 @@ TEST_F(InstallRoot, FollowsFromTheLaunchersOwnPlace) {
     };
     expectRoot(root, tools / "7.1" / "zqLauncher" / "zqLauncher.exe");
     SKIP_WITHOUT(Feature::ShallowFolders);
-    expectRoot("XC:\\ZQClient", folder / "zqLauncher.exe");
+    // That isn't passed on.
+    std::filesystem::create_directory(folder / "C:");
+    std::filesystem::rename(tree, folder / "C:" / "ZQClient");
+    placeProgram(launcherProgram, folder / "zqLauncher.exe");
+    LauncherRun run(folder, {.arguments = {"-t", "zqStage", "-a", reportTo("tool")},
+                             .environment = {{"LARKSTONE_PATH_PREFIX", windowsPath(folder / "")}},
+                             .program = folder / "zqLauncher.exe"});
+    EXPECT_EQ(run.wait(), 0u);
+    EXPECT_EQ(readReport("tool").count("ZQ_INSTALL_ROOT"), 0u);
 }

@@ -6,8 +6,6 @@
 using namespace testing_support;
 using namespace ProcessHandling;
 
-namespace {
-
 class Process : public LaunchTest {
 protected:
     static std::shared_ptr<ProcessInfo> startDirectly(const std::string &commandLine) {
@@ -81,5 +79,3 @@ TEST_F(Process, TakesOneMessageASecondAndOnlyWmCloseAsARequest) {
     EXPECT_EQ(info->result, 9);
     EXPECT_GE(std::chrono::steady_clock::now() - begin, std::chrono::seconds(3));
 }
-
-} // namespace

@@ -6,10 +6,8 @@
 
 using namespace testing_support;
 
-namespace {
-
 // Names of a command's columns are in the language of Windows, and what follows a state differs.
-std::string plain(const std::string &text) {
+static std::string plain(const std::string &text) {
     return replaced(replaced(text, " +", " "), " STATE :| (?=\n)", "");
 }
 
@@ -85,5 +83,3 @@ TEST_F(ServiceInstallation, CommandsOfItsPageDoWhatItSays) {
     }
     EXPECT_FALSE(std::filesystem::exists(root));
 }
-
-} // namespace

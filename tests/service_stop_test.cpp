@@ -5,8 +5,6 @@
 using namespace testing_support;
 using namespace std::chrono_literals;
 
-namespace {
-
 // Pauses are longer than asked for where the timer is coarse.
 const auto busyMachine = has(Feature::ShortPauses) ? 500ms : 1500ms;
 
@@ -98,5 +96,3 @@ TEST_F(ServiceStop, AfterTheToolsEndReportsItsCode) {
                 testing::AnyOf(starting + running + stopping + stopped(7),
                                starting + running + stoppingWithCode + stopped(7)));
 }
-
-} // namespace

@@ -3,8 +3,6 @@
 
 using namespace testing_support;
 
-namespace {
-
 class Service : public LaunchTest {
 protected:
     // The service's threads use what the process's entry and its main routine hold.
@@ -104,5 +102,3 @@ TEST_F(Service, EndsWithTheToolsCodeThoughItsManagerGoes) {
     EXPECT_EQ(manager.wait(), 7u);
     EXPECT_EQ(manager.launcher()->errors(), "");
 }
-
-} // namespace

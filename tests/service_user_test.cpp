@@ -4,8 +4,6 @@
 
 using namespace testing_support;
 
-namespace {
-
 // What a service of LocalSystem starts as the user at the console, who runs these tests as well.
 class ServiceUser : public LaunchTest {
 protected:
@@ -45,5 +43,3 @@ TEST_F(ServiceUser, RunsTheStartUpTool) {
     const std::string orders = "await=" + (folder / "report").generic_string() + " exit=7";
     expectIn(own, {"-u", "0", "-t", "zqStage", "-a", orders});
 }
-
-} // namespace

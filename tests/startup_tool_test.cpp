@@ -23,11 +23,13 @@ TEST(StartupCommand, AppendsOptionsUnderTheirConditions) {
               current + "zqStage -u 1000 -b \"D:\\x y\" -a \"-n 1\"");
 }
 
-// A probe is in the place of the launcher that is to start zqPrelude. The tool ends when that probe
-// has reported. Which runs have a start-up tool at all is shown by examples.
+// A probe is in the place of the launcher that is to start zqPrelude. It ends after the tool has
+// reported, and the tool when that probe has. Which runs have a start-up tool at all is shown by
+// examples.
 TEST_F(StartupTool, RunsWithTheToolsVersionAndVariablesInTheUsersSession) {
     SKIP_WITHOUT(Feature::UserTokens);
-    const std::string orders = "await=" + (folder / "startup").generic_string() + " exit=6";
+    const std::string orders =
+        reportTo("tool") + " await=" + (folder / "startup").generic_string() + " exit=6";
     const std::string command = root + "\\tools\\7.2\\zqStage\\zqStage.exe " + orders + " & exit 6";
     for (const std::vector<std::string> &options :
          {std::vector<std::string>{"-p", "current", "-t", "zqStage", "-u", "5", "-a", orders},
@@ -35,8 +37,10 @@ TEST_F(StartupTool, RunsWithTheToolsVersionAndVariablesInTheUsersSession) {
           {"-p", "7.3", "-t", "zqStage", "-u", "0", "-s", "-k", command}}) {
         SCOPED_TRACE(testing::PrintToString(options));
         const std::filesystem::path launcher = addTool(/*version=*/options[1], "zqLauncher");
-        writeFile(std::filesystem::path(launcher).replace_extension(".todo"), reportTo("startup"));
+        writeFile(std::filesystem::path(launcher).replace_extension(".todo"),
+                  reportTo("startup") + " await=" + (folder / "tool").generic_string());
         std::filesystem::remove(folder / "startup");
+        std::filesystem::remove(folder / "tool");
         const CallLog calls(folder, options[1]);
         EXPECT_EQ(LauncherRun(folder, start(options, calls.variables())).wait(), 6u);
 

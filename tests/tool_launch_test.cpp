@@ -11,7 +11,7 @@ TEST_F(ToolLaunch, ToolGetsArgumentsEnvironmentAndDirectory) {
     const std::string qt = root + "\\frameworks\\5.15.2", shared = root + "\\tools\\current\\";
     const std::string pieces = " \"x z\"y a\\\\b \\\"c \"d\"\"e\" " + reportTo("tool") + " exit=7";
     // Entries beyond ASCII, one of them beyond what any code page of the system's holds.
-    const std::string beyond = "A;C:\\Users\\\u0141ukasz\\bin;\U0001F600;B";
+    const std::string beyond = "A;C:\\Users\\\u0141ukasz\\bin;\U0001F600;" + std::string(9000, 'B');
     for (const std::string &path : {beyond, std::string()}) {
         if (path.empty() && !has(Feature::EmptyPath))
             continue;
@@ -71,7 +71,8 @@ TEST_F(ToolLaunch, ShellTakesAGivenCommandAndThenTypedOnes) {
         const std::string command = root + "\\tools\\7.2\\zqStage\\zqStage.exe " + reportTo(report);
         const CallLog calls(folder, report + "calls");
         LauncherStart launch = start(
-            {"-s", "-p", "7.1", "-f", "cur rent", "-k", isTyped ? "" : command}, calls.variables());
+            {"-s", "-p", "7.1", "-f", "cur rent", "-k", isTyped ? "" : command, "-a", "exit 9"},
+            calls.variables());
         launch.input = (isTyped ? command + "\n" : "") + "exit 5\n";
         LauncherRun run(folder, launch);
         EXPECT_EQ(run.wait(), 5u);

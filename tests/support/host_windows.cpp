@@ -8,7 +8,6 @@
 
 #include <windows.h>
 
-#include <winioctl.h>
 #include <wtsapi32.h>
 
 // The narrow calls take UTF-8: the manifest of each program says so.
@@ -31,28 +30,9 @@ bool makeFileLink(const fs::path &link, const fs::path &target) {
 
 // Needs no rights, unlike a symbolic link.
 bool makeJunction(const fs::path &link, const fs::path &target) {
-    const std::wstring path = L"\\??\\" + target.lexically_normal().wstring();
-    struct {
-        DWORD tag = IO_REPARSE_TAG_MOUNT_POINT;
-        WORD dataLength = 0, reserved = 0;
-        WORD pathOffset = 0, pathLength = 0, nameOffset = 0, nameLength = 0;
-        WCHAR text[1024]{};
-    } data;
-    constexpr std::size_t headerSize = 8, offsetsSize = 8;
-    path.copy(data.text, 1000);
-    data.pathLength = static_cast<WORD>(path.size() * sizeof(WCHAR));
-    data.nameOffset = static_cast<WORD>(data.pathLength + sizeof(WCHAR)); // an empty name
-    data.dataLength = static_cast<WORD>(offsetsSize + data.nameOffset + sizeof(WCHAR));
-    ::CreateDirectoryW(link.c_str(), nullptr);
-    const HANDLE file =
-        ::CreateFileW(link.c_str(), GENERIC_WRITE, 0, nullptr, OPEN_EXISTING,
-                      FILE_FLAG_BACKUP_SEMANTICS | FILE_FLAG_OPEN_REPARSE_POINT, nullptr);
-    DWORD returned = 0;
-    const BOOL made = ::DeviceIoControl(file, FSCTL_SET_REPARSE_POINT, &data,
-                                        static_cast<DWORD>(headerSize + data.dataLength), nullptr,
-                                        0, &returned, nullptr);
-    ::CloseHandle(file);
-    return made != FALSE;
+    const fs::path names[] = {link.lexically_normal(), target.lexically_normal()}; // with `\` only
+    return std::system(
+               ("mklink /J " + names[0].string() + " " + names[1].string() + " >nul").c_str()) == 0;
 }
 
 bool removeEntries(const fs::path &folder) {
