@@ -59,18 +59,14 @@ TEST_F(ComponentListing, DirectoryLinkIsFollowedUnlessToAShare) {
     SKIP_WITHOUT(Feature::DirectoryLinks);
     std::filesystem::create_directories(frameworks / "5");
     const std::string pointer = (frameworks / "current").string();
-    const auto listLink = [&](const std::string &target) {
-        EXPECT_EQ(std::system(("mklink /D " + pointer + " " + target + " >nul").c_str()), 0);
-        const std::string listing = list("frameworks");
-        EXPECT_EQ(std::system(("rmdir " + pointer).c_str()), 0);
-        return listing;
-    };
-    EXPECT_EQ(listLink("5"), "Current version: 5\n* 5\n");
     const std::string share = "\\\\localhost\\" + replaced((frameworks / "5").string(), ":", "$$");
+    std::system(("mklink /D " + pointer + " 5 >nul").c_str());
+    EXPECT_EQ(list("frameworks"), "Current version: 5\n* 5\n");
     std::error_code denied;
     if (!std::filesystem::exists(share, denied))
         GTEST_SKIP() << "this account can't reach the drive as a share";
-    EXPECT_THAT(listLink(share), testing::StartsWith("Warning: The target 'UNC\\localhost\\"));
+    std::system(("rmdir " + pointer + " & mklink /D " + pointer + " " + share + " >nul").c_str());
+    EXPECT_THAT(list("frameworks"), testing::StartsWith("Warning: The target 'UNC\\localhost\\"));
 }
 
 // Only up to 507 characters is it read at all.

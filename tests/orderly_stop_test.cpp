@@ -1,35 +1,16 @@
 #include "primitives/handle.h"
 #include "primitives/wide_text.h"
 
-#include <gtest/gtest.h>
 #include <windows.h>
 
-#include <deque>
-#include <utility>
+#include <functional>
 
 namespace {
 
-// A launcher that sends a message before each read, and disconnects at once or not. It goes when
-// the tool reads on after the last one.
-HANDLE g_pipe;
-std::deque<std::string> g_messages;
-bool g_connects, g_disconnects;
+std::function<void()> g_beforeRead;
 
 BOOL readAfterTheLauncher(HANDLE file, LPVOID buffer, DWORD size, DWORD *read, const void *) {
-    if (std::exchange(g_connects, false))
-        ::ConnectNamedPipe(g_pipe, nullptr);
-    if (g_messages.empty()) {
-        closeAndClear(g_pipe);
-    } else {
-        DWORD written = 0;
-        const std::string message = g_messages.front();
-        g_messages.pop_front();
-        EXPECT_EQ(::WriteFile(g_pipe, message.data(), static_cast<DWORD>(message.size()), &written,
-                              nullptr),
-                  TRUE);
-        if (g_disconnects)
-            ::DisconnectNamedPipe(g_pipe); // drops what isn't read
-    }
+    g_beforeRead();
     return ::ReadFile(file, buffer, size, read, nullptr);
 }
 
@@ -39,16 +20,33 @@ BOOL readAfterTheLauncher(HANDLE file, LPVOID buffer, DWORD size, DWORD *read, c
 #include "zq_orderly_stop.h"
 #undef ReadFile
 
-static ZqStopEvent stopEventAfter(const std::deque<std::string> &messages, bool disconnects) {
+#include <gtest/gtest.h>
+
+namespace {
+
+// What a tool receives from a launcher that sends a message before each read, and disconnects at
+// once, or just goes when the tool reads on after the last one.
+ZqStopEvent stopEventAfter(const std::vector<std::string> &messages, bool disconnects) {
     const std::string name = "\\\\.\\pipe\\zqLauncher_" + std::to_string(::GetCurrentProcessId());
-    g_pipe =
+    HANDLE pipe =
         ::CreateNamedPipeW(widen(name).c_str(), PIPE_ACCESS_OUTBOUND,
                            PIPE_TYPE_MESSAGE | PIPE_REJECT_REMOTE_CLIENTS, 255, 256, 0, 0, nullptr);
-    g_messages = messages;
-    g_connects = true;
-    g_disconnects = disconnects;
+    auto message = messages.begin();
+    g_beforeRead = [&] {
+        if (message == messages.begin())
+            ::ConnectNamedPipe(pipe, nullptr);
+        if (message == messages.end()) {
+            closeAndClear(pipe);
+            return;
+        }
+        DWORD written = 0;
+        const auto size = static_cast<DWORD>(message->size());
+        EXPECT_EQ(::WriteFile(pipe, message++->data(), size, &written, nullptr), TRUE);
+        if (disconnects)
+            ::DisconnectNamedPipe(pipe); // drops what isn't read
+    };
     const ZqStopEvent event = zqAwaitStop();
-    closeAndClear(g_pipe);
+    closeAndClear(pipe);
     return event;
 }
 
@@ -59,3 +57,5 @@ TEST(OrderlyStop, EachEndOfThePipeIsItsEvent) {
     EXPECT_EQ(stopEventAfter({word}, /*disconnects=*/true), ZqStopAsked) << "the word was dropped";
     EXPECT_EQ(zqAwaitStop(), ZqStopNoLauncher);
 }
+
+} // namespace

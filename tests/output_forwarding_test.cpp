@@ -1,5 +1,4 @@
 #include "support/launcher_run.h"
-#include "support/moment.h"
 
 using namespace testing_support;
 using namespace std::chrono_literals;
@@ -12,14 +11,13 @@ TEST_F(OutputForwarding, Takes40960BytesASecond) {
     const std::string file = (folder / "text").generic_string();
     writeFile(file, std::string((pauses + 1) * chunk, 'x'));
     LauncherRun run(folder, start({"-o", "-t", "zqStage", "-a", "type=" + file + " input"}));
-    const auto isThere = [&run](std::size_t size) {
-        return [&run, size] { return run.rawOutput().size() >= size; };
-    };
-    const Moment first = awaitMoment({}, isThere(chunk));
-    const Moment last = awaitMoment(first.before, isThere((pauses + 1) * chunk));
+    const auto chunks = [&] { return run.rawOutput().size() / chunk; };
+    const Moment first = awaitMoment(
+        {}, [&] { return chunks() >= 1; });
+    const Moment last = awaitMoment(first.before, [&] { return chunks() > pauses; });
     EXPECT_TRUE(isAnyRunning());
-    EXPECT_GE(mostBetween(first, last), pauses * 100ms);
-    EXPECT_LE(leastBetween(first, last), pauses * 100ms + 1000ms);
+    EXPECT_GE(first.mostUntil(last), pauses * 100ms);
+    EXPECT_LE(first.leastUntil(last), pauses * 100ms + 1000ms);
 }
 
 // A chunk of 4096 bytes is forwarded up to its first zero byte. The tool goes on when what it has

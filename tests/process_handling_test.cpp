@@ -1,6 +1,5 @@
 #include "process/process_handling.h"
 
-#include "support/call_log.h"
 #include "support/launcher_run.h"
 
 using namespace testing_support;

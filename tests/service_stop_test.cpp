@@ -1,5 +1,3 @@
-#include "support/call_log.h"
-#include "support/moment.h"
 #include "support/service_manager.h"
 
 using namespace testing_support;
@@ -54,9 +52,9 @@ TEST_F(ServiceStop, RightAfterRunningAsksTheToolAndReportsItsCode) {
     const Moment asked = awaitMoment(
         stop.before, [&] { return isNoted ? hasCalled("DisconnectNamedPipe") : exists(word); });
     const Moment end = awaitEnd(manager, asked, 9);
-    EXPECT_LE(leastBetween(stop, asked), 3500ms + busyMachine);
-    EXPECT_GE(mostBetween(asked, end), isNoted ? 1000ms : 0ms);
-    EXPECT_LE(leastBetween(asked, end), 1500ms + busyMachine);
+    EXPECT_LE(stop.leastUntil(asked), 3500ms + busyMachine);
+    EXPECT_GE(asked.mostUntil(end), isNoted ? 1000ms : 0ms);
+    EXPECT_LE(asked.leastUntil(end), 1500ms + busyMachine);
     EXPECT_EQ(readFile(word), std::string("zqEnd!\0", 7));
     // The end may be reported as soon as the event is raised, so the stop has been reported before.
     EXPECT_EQ(calls.count("SetServiceStatus", "SetEvent"), isNoted ? 3 : 0);
@@ -68,8 +66,8 @@ TEST_F(ServiceStop, GivesAToolThatIgnoresTheWordFiveSeconds) {
     const Moment passedOn = awaitMoment(
         stop.before, [&] { return !has(Feature::CallsNoted) || hasCalled("PostThreadMessageW"); });
     const Moment end = awaitEnd(manager, passedOn, 0);
-    EXPECT_GE(mostBetween(passedOn, end), 5000ms);
-    EXPECT_LE(leastBetween(stop, end), 6500ms + busyMachine);
+    EXPECT_GE(passedOn.mostUntil(end), 5000ms);
+    EXPECT_LE(stop.leastUntil(end), 6500ms + busyMachine);
     EXPECT_TRUE(waitUntil([&] { return !isAnyRunning(); }));
 }
 

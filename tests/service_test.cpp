@@ -1,4 +1,3 @@
-#include "support/call_log.h"
 #include "support/service_manager.h"
 
 using namespace testing_support;

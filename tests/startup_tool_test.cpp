@@ -1,7 +1,6 @@
 #include "environment/startup_tool.h"
 
 #include "process/process_handling.h"
-#include "support/call_log.h"
 #include "support/launcher_run.h"
 
 using namespace testing_support;

@@ -1,4 +1,3 @@
-#include "support/call_log.h"
 #include "support/launcher_run.h"
 
 using namespace testing_support;

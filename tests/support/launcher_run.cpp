@@ -2,10 +2,8 @@
 
 #include "platform/windows_api.h"
 
-#include <algorithm>
 #include <cstdlib>
 #include <iostream>
-#include <sstream>
 
 namespace testing_support {
 namespace fs = std::filesystem;
@@ -121,10 +119,10 @@ Report LaunchTest::readReport(const std::string &file) const {
 }
 
 bool LaunchTest::isAnyRunning() const {
-    const fs::recursive_directory_iterator entries(tree);
-    return std::any_of(begin(entries), end(entries), [](const fs::directory_entry &entry) {
-        return entry.path().extension() == ".exe" && isRunning(entry.path());
-    });
+    for (const auto &entry : fs::recursive_directory_iterator(tree))
+        if (entry.path().extension() == ".exe" && isRunning(entry.path()))
+            return true;
+    return false;
 }
 
 } // namespace testing_support

@@ -9,6 +9,7 @@
 
 #include <map>
 #include <memory>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -50,6 +51,60 @@ private:
     std::string streams, commandLine;
     std::unique_ptr<HostProcess> process;
 };
+
+// The calls that a launcher has made so far, in their order. Empty on Windows, as only the stand-in
+// logs them.
+class CallLog {
+public:
+    CallLog(const TemporaryFolder &folder, const std::string &name = "calls")
+        : path(folder / name) {}
+
+    std::map<std::string, std::string> variables() const {
+        return {{"ZQHOST_CALL_LOG", path.string()}};
+    }
+    std::string text() const { return "\n" + readFile(path); }
+    // How often a call was made before another one, or so far.
+    std::ptrdiff_t count(const std::string &call, const std::string &before = {}) const {
+        std::istringstream lines(readFile(path));
+        std::ptrdiff_t found = 0;
+        for (std::string line; std::getline(lines, line) && line != before;)
+            found += line == call ? 1 : 0;
+        return found;
+    }
+
+private:
+    std::filesystem::path path;
+};
+
+// When something came, as a test sees it: after the last look that missed it, before the first that
+// found it. A busy machine makes the test look late, and that must not shift a bound.
+struct Moment {
+    using Time = std::chrono::steady_clock::time_point;
+    Time before, after;
+
+    // The bounds of the time to a later moment. A promised minimum is compared with the upper one,
+    // a promised maximum with the lower one.
+    auto mostUntil(const Moment &later) const {
+        return std::chrono::ceil<std::chrono::milliseconds>(later.after - before);
+    }
+    auto leastUntil(const Moment &later) const {
+        return std::chrono::floor<std::chrono::milliseconds>(later.before - after);
+    }
+};
+
+// It can't have come earlier than the first argument says.
+template <typename Predicate> Moment awaitMoment(Moment::Time earliest, Predicate predicate) {
+    Moment moment{earliest, earliest};
+    EXPECT_TRUE(waitUntil([&] {
+        const auto look = std::chrono::steady_clock::now();
+        const bool found = predicate();
+        moment.after = std::chrono::steady_clock::now();
+        if (!found)
+            moment.before = look;
+        return found;
+    }));
+    return moment;
+}
 
 // What a probe found when it was started: its environment, and in small letters its line (the
 // command line), directory, arguments (in brackets each) and the number of its pipes.
