@@ -13,6 +13,7 @@ TEST(ComponentPaths, SnapLeavesTheFrameworksDirectoryInTheInstallation) {
     EXPECT_EQ(frameworkLibraryPath("6"), library);
     EXPECT_EQ(frameworkPluginPath("6"), library + "/qt5\\plugins");
     EXPECT_EQ(frameworkQmlPath("6"), library + "/qt5\\qml");
+    EXPECT_EQ(dbusConfigPath().find("R\\frameworks\\"), 0u);
     EXPECT_EQ(sharedToolsBinPath(), "R\\tools\\current\\bin");
     EXPECT_EQ(toolExecutablePath("t", "7"), "/snap/zqstage/current/bin\\t.exe");
     ::_putenv_s("ZQ_SNAP", "");

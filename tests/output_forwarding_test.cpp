@@ -12,8 +12,8 @@ TEST_F(OutputForwarding, Takes40960BytesASecond) {
     writeFile(file, std::string((pauses + 1) * chunk, 'x'));
     LauncherRun run(folder, start({"-o", "-t", "zqStage", "-a", "type=" + file + " input"}));
     const auto chunks = [&] { return run.rawOutput().size() / chunk; };
-    const Moment first = awaitMoment(
-        {}, [&] { return chunks() >= 1; });
+    const auto hasBegun = [&] { return chunks() > 0; };
+    const Moment first = awaitMoment({}, hasBegun);
     const Moment last = awaitMoment(first.before, [&] { return chunks() > pauses; });
     EXPECT_TRUE(isAnyRunning());
     EXPECT_GE(first.mostUntil(last), pauses * 100ms);

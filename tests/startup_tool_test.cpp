@@ -10,21 +10,19 @@ using StartupTool = LaunchTest;
 
 TEST(StartupCommand, AppendsOptionsUnderTheirConditions) {
     ::_putenv_s("ZQ_INSTALL_ROOT", "R");
-    const auto line = [](const std::string &tool, const std::string &version, bool suppress,
-                         const std::string &path) {
-        const auto command =
-            buildStartupCommand(tool, version, /*requestUser=*/true, suppress, path);
-        return command.executablePath + ProcessHandling::joinArguments(command.arguments);
-    };
-    const std::string current = "R\\tools\\current\\zqLauncher\\zqLauncher.exe -t ";
-    EXPECT_EQ(line("zqPrelude", "", true, ""), current + "zqPrelude");
-    EXPECT_EQ(line("zqStage2", "current", false, "D:\\x y"),
-              current + "zqStage -u 1000 -b \"D:\\x y\" -a \"-n 1\"");
+    const StartupCommand bare = buildStartupCommand("zqPrelude", "", /*requestUser=*/true,
+                                                    /*suppressUser=*/true, ""),
+                         full = buildStartupCommand("zqStage2", "current", /*requestUser=*/true,
+                                                    /*suppressUser=*/false, "D:\\x y");
+    EXPECT_EQ(bare.executablePath, "R\\tools\\current\\zqLauncher\\zqLauncher.exe");
+    EXPECT_EQ(full.executablePath, bare.executablePath);
+    EXPECT_EQ(ProcessHandling::joinArguments(bare.arguments), " -t zqPrelude");
+    EXPECT_EQ(ProcessHandling::joinArguments(full.arguments),
+              " -t zqStage -u 1000 -b \"D:\\x y\" -a \"-n 1\"");
 }
 
 // A probe is in the place of the launcher that is to start zqPrelude. It ends after the tool has
-// reported, and the tool when that probe has. Which runs have a start-up tool at all is shown by
-// examples.
+// reported, and the tool when that probe has. Examples show which runs have a start-up tool.
 TEST_F(StartupTool, RunsWithTheToolsVersionAndVariablesInTheUsersSession) {
     SKIP_WITHOUT(Feature::UserTokens);
     const std::string orders =
@@ -38,6 +36,7 @@ TEST_F(StartupTool, RunsWithTheToolsVersionAndVariablesInTheUsersSession) {
         const std::filesystem::path launcher = addTool(/*version=*/options[1], "zqLauncher");
         writeFile(std::filesystem::path(launcher).replace_extension(".todo"),
                   reportTo("startup") + " await=" + (folder / "tool").generic_string());
+        writeFile(tools / "7.3" / "zqStage" / ".qtinfo", "none"); // a shell doesn't read it
         std::filesystem::remove(folder / "startup");
         std::filesystem::remove(folder / "tool");
         const CallLog calls(folder, options[1]);
@@ -48,6 +47,7 @@ TEST_F(StartupTool, RunsWithTheToolsVersionAndVariablesInTheUsersSession) {
         EXPECT_EQ(report.at("arguments"), "[" + path + "][-t][zqPrelude]");
         EXPECT_THAT(report.at("PATH"), HasSubstr("\\frameworks\\5.15.2\\bin;"));
         EXPECT_THAT(report.at("PATH"), HasSubstr("\\tools\\current\\zqLauncher\\;"));
+        EXPECT_EQ(calls.count("Sleep 1"), 0) << "waits for somebody who looks at the launch";
         if (has(Feature::CallsNoted)) { // with that user's full rights, which the tool has not
             EXPECT_THAT(calls.text(), HasSubstr("cmd.exe  /C " + path +
                                                 " -t zqPrelude is created with flags 1028, 0 and "

@@ -9,8 +9,10 @@ TEST_F(ToolLaunch, ToolGetsArgumentsEnvironmentAndDirectory) {
     const std::string executable = root + "\\tools\\current\\zqStage\\zqStage.exe";
     const std::string qt = root + "\\frameworks\\5.15.2", shared = root + "\\tools\\current\\";
     const std::string pieces = " \"x z\"y a\\\\b \\\"c \"d\"\"e\" " + reportTo("tool") + " exit=7";
-    // Entries beyond ASCII, one of them beyond what any code page of the system's holds.
-    const std::string beyond = "A;C:\\Users\\\u0141ukasz\\bin;\U0001F600;" + std::string(9000, 'B');
+    // Entries beyond ASCII, one of them beyond what any code page of the system's holds; a long
+    // one, one that comes again, and an empty one.
+    const std::string beyond = "A;C:\\Users\\\u0141ukasz\\bin;\U0001F600;" +
+                               std::string(9000, 'B') + ";" + shared + "bin;";
     for (const std::string &path : {beyond, std::string()}) {
         if (path.empty() && !has(Feature::EmptyPath))
             continue;

@@ -12,7 +12,8 @@ TEST_F(UserSession, LaunchWaitsForAUserWithTheTokenThatItNeeds) {
     addTool("7.2", "zqStageWatch");
     const std::string program = root + "\\tools\\7.2\\zqStage\\zqStage.exe ";
     for (const std::vector<std::string> &options :
-         {std::vector<std::string>{"zqStage", "-a", reportTo("zqStage")},
+         {std::vector<std::string>{"zqStage", "-b", windowsPath(tools / "7.1" / "zqStage"), "-a",
+                                   reportTo("zqStage")},
           {"zqStageWatch", "-s", "-d", "-k", program + reportTo("zqStageWatch") + " & exit"}}) {
         const std::string &tool = options[0];
         const std::filesystem::path user = folder / (tool + ".user");
