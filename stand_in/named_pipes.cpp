@@ -9,19 +9,22 @@
 
 #include <cerrno>
 #include <cstddef>
+#include <functional>
 #include <string_view>
 
 // A pipe is a listening socket whose queue holds one client. The client stays in the queue until
 // something is written to it, so that any other finds the pipe busy. The socket's name is abstract,
-// so that no file stays behind, and holds the user, so that no other user's programs find it.
+// so that no file stays behind, and holds the user and the drive C, so that neither another user's
+// programs nor those of another machine find it.
 
 namespace {
 
 constexpr std::string_view prefix = "\\\\.\\pipe\\";
 
 template <class Call> int withAddress(const Call &call, int socket, const std::string &path) {
-    const std::string name =
-        "zqhost." + std::to_string(::geteuid()) + '.' + path.substr(prefix.size());
+    const std::size_t machine = std::hash<std::string>()(stand_in::toHost("C:\\"));
+    const std::string name = "zqhost." + std::to_string(::geteuid()) + '.' +
+                             std::to_string(machine) + '.' + path.substr(prefix.size());
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
     const std::size_t length = name.copy(address.sun_path + 1, sizeof address.sun_path - 1);

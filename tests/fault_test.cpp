@@ -4,8 +4,7 @@
 #include <set>
 #include <sstream>
 
-// Makes each call of each kind of run fail once, and come late once. For Linux: Windows lets no
-// call fail at will.
+// Makes each call of each kind of run fail once, and come late once: only the stand-in can.
 
 using namespace testing_support;
 using testing::HasSubstr;

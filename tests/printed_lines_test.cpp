@@ -1,6 +1,5 @@
 #include "support/launcher_run.h"
 
-#include <algorithm>
 #include <fcntl.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -42,7 +41,7 @@ TEST_F(PrintedLines, ComeAtOnceAndInOnePieceEach) {
             EXPECT_EQ(piece.find('\n'), piece.size() - 1) << piece;
             char buffer[4096];
             const ssize_t size = ::recv(ends[0], buffer, sizeof buffer, 0);
-            piece.assign(buffer, static_cast<std::size_t>(std::max(size, ssize_t{0})));
+            piece.assign(buffer, size > 0 ? static_cast<std::size_t>(size) : 0);
         }
         EXPECT_THAT(text, testing::HasSubstr(line));
         EXPECT_EQ(text.ends_with("last"), !fault.empty());

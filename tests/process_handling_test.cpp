@@ -46,6 +46,7 @@ TEST_F(Process, LatestStartSaysHowTheLaunchWentAndCanBeClosed) {
         EXPECT_EQ(info->result, isThere ? 0 : 1);
         EXPECT_TRUE(isLaunchDone());
         EXPECT_EQ(isLaunchFailed(), !isThere);
+        EXPECT_NE(info->terminationPipe, nullptr);
         EXPECT_EQ(info->finished, !isThere) << "nothing is forwarded after a failure";
         closeProcess(info);
         closeProcess(info); // finds nothing more to end

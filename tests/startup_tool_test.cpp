@@ -52,6 +52,7 @@ TEST_F(StartupTool, RunsWithTheToolsVersionAndVariablesInTheUsersSession) {
             EXPECT_THAT(calls.text(), HasSubstr("cmd.exe  /C " + path +
                                                 " -t zqPrelude is created with flags 1028, 0 and "
                                                 "0, WinSta0\\Default, linked token\n"));
+            EXPECT_EQ(calls.count("DeleteFileW"), 2); // the start-up run is closed, too
             EXPECT_EQ(calls.text().find("WinSta0\\Default\n") != std::string::npos,
                       options[5] == "5");
         }

@@ -30,9 +30,8 @@ bool makeFileLink(const fs::path &link, const fs::path &target) {
 
 // Needs no rights, unlike a symbolic link.
 bool makeJunction(const fs::path &link, const fs::path &target) {
-    const fs::path names[] = {link.lexically_normal(), target.lexically_normal()}; // with `\` only
-    return std::system(
-               ("mklink /J " + names[0].string() + " " + names[1].string() + " >nul").c_str()) == 0;
+    const fs::path from = link.lexically_normal(), to = target.lexically_normal(); // `\` only
+    return std::system(("mklink /J " + from.string() + " " + to.string() + " >nul").c_str()) == 0;
 }
 
 bool removeEntries(const fs::path &folder) {
