@@ -18,7 +18,7 @@ TEST_F(InstallRoot, FollowsFromTheLaunchersOwnPlace) {
     };
     expectRoot(root, tools / "7.1" / "zqLauncher" / "zqLauncher.exe");
     SKIP_WITHOUT(Feature::ShallowFolders);
-    // That isn't passed on.
+    // The last resort isn't passed on.
     std::filesystem::create_directory(folder / "C:");
     std::filesystem::rename(tree, folder / "C:" / "ZQClient");
     placeProgram(launcherProgram, folder / "zqLauncher.exe");
