@@ -25,9 +25,8 @@ protected:
     }
 
     std::string page(const std::string &name) const {
-        const std::string ownNames = "zqFeedSinkService|Larkstone Launcher .zqFeedSink.";
         return replaced(replaced(readFile(ownFolder() / name), "C:\\\\ZQClient", root.string()),
-                        ownNames, service);
+                        "zqFeedSinkService|Larkstone Launcher .zqFeedSink.", service);
     }
 
     // Returns what the last of the commands prints.

@@ -56,7 +56,7 @@ LauncherRun::~LauncherRun() {
     for (const char *mark : {"Sanitizer", "runtime error: "})
         EXPECT_EQ(printed.find(mark), printed.npos) << "a sanitizer has reported";
     if (::testing::Test::HasFailure())
-        std::cout << commandLine << "\n--- output\n"
+        std::cout << commandLine << "\n--- output (" << rawOutput().size() << " bytes)\n"
                   << rawOutput().substr(0, 2000) << "\n--- errors\n"
                   << errors().substr(0, 2000);
 }
