@@ -14,8 +14,8 @@
 
 // A pipe is a listening socket whose queue holds one client. The client stays in the queue until
 // something is written to it, so that any other finds the pipe busy. The socket's name is abstract,
-// so that no file stays behind, and holds the user and the drive C, so that neither another user's
-// programs nor those of another machine find it.
+// so that no file stays behind, and holds the user and the drive C, which stands for a machine:
+// programs of another user or with another drive C don't find it.
 
 namespace {
 

@@ -6,19 +6,13 @@ using InstallRoot = LaunchTest;
 
 // Four levels above the executable, or the last resort for one that is less deep.
 TEST_F(InstallRoot, FollowsFromTheLaunchersOwnPlace) {
-    const auto expectRoot = [this](const std::string &expected,
-                                   const std::filesystem::path &program) {
-        placeProgram(launcherProgram, program);
-        LauncherRun run(folder, {.arguments = {"-t", "t"},
-                                 .environment = {{"LARKSTONE_PATH_PREFIX", "X"}},
-                                 .program = program});
-        EXPECT_EQ(run.wait(), 1u);
-        EXPECT_EQ(run.output(), "ERROR: directory " + expected +
-                                    "\\tools\\current\\t does not exist, bailing.\n");
-    };
-    expectRoot(root, tools / "7.1" / "zqLauncher" / "zqLauncher.exe");
+    const std::filesystem::path deep = addTool("7.1", "zqLauncher", launcherProgram);
+    LauncherRun byPlace(folder, {.arguments = {"-t", "t"}, .program = deep});
+    EXPECT_EQ(byPlace.wait(), 1u);
+    EXPECT_EQ(byPlace.output(),
+              "ERROR: directory " + root + "\\tools\\current\\t does not exist, bailing.\n");
     SKIP_WITHOUT(Feature::ShallowFolders);
-    // The last resort isn't passed on.
+    // With this prefix it is in the test's folder. It isn't passed on as a variable.
     std::filesystem::create_directory(folder / "C:");
     std::filesystem::rename(tree, folder / "C:" / "ZQClient");
     placeProgram(launcherProgram, folder / "zqLauncher.exe");

@@ -9,8 +9,7 @@ using namespace testing_support;
 // For Linux, whose sockets can keep each write of a program as a piece of its own.
 using PrintedLines = LaunchTest;
 
-// Those of a listing, and of a start-up tool that fails somehow; its tool runs all the same, and
-// prints last.
+// A listing's, and a failed start-up tool's; the tool itself runs all the same and prints last.
 TEST_F(PrintedLines, ComeAtOnceAndInOnePieceEach) {
     std::filesystem::create_directories(tree / "addons" / "weather" / "maps" / "1");
     const std::pair<std::string, std::string> cases[] = {

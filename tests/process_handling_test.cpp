@@ -16,8 +16,7 @@ protected:
     const std::string probe = windowsPath(probeProgram);
 };
 
-// For a pipe that comes late, and for one that can't be made. A usual launch makes no pause, unless
-// a busy machine delays one of its threads.
+// For a late pipe, and one that can't be made. Only a busy machine makes a usual launch pause.
 TEST_F(Process, LaunchPausesOnlyWhileItsPipeIsMissing) {
     SKIP_WITHOUT(Feature::CallsNoted);
     int launches = 0;

@@ -23,7 +23,7 @@ TEST(TerminationPipe, RequestToStopMayFollowTheOpening) {
         const auto opening = Clock::now();
         EXPECT_EQ(::DeleteFileW(widen(pipe.pipeName).c_str()), TRUE);
         std::this_thread::sleep_for(1ms);
-        pipe.terminateRequested = true; // comes too late
+        pipe.terminateRequested = true; // the stop goes first
         pipe.stopRequested = true;
         const auto request = Clock::now();
         server.join();

@@ -5,7 +5,7 @@ using testing::HasSubstr;
 
 using UserSession = LaunchTest;
 
-// The second is a shell. At first nobody is there, then a user whose linked token is null. A tool
+// A tool, and a shell. At first nobody is there, then a user whose linked token is null. A tool
 // that needs that token waits on: the tokens are closed, and asked for again after a pause.
 TEST_F(UserSession, LaunchWaitsForAUserWithTheTokenThatItNeeds) {
     SKIP_WITHOUT(Feature::CallsNoted);

@@ -1,6 +1,6 @@
 #include <QObject>
 
-// A plugin that does nothing: whether Qt finds it shows its plugin path.
+// Does nothing. If Qt finds it, Qt's plugin path is right.
 class SamplePlugin : public QObject {
     Q_OBJECT
     Q_PLUGIN_METADATA(IID "zq.Sample")

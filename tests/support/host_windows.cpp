@@ -31,7 +31,8 @@ bool makeFileLink(const fs::path &link, const fs::path &target) {
 // Needs no rights, unlike a symbolic link.
 bool makeJunction(const fs::path &link, const fs::path &target) {
     const fs::path from = link.lexically_normal(), to = target.lexically_normal(); // `\` only
-    return std::system(("mklink /J " + from.string() + " " + to.string() + " >nul").c_str()) == 0;
+    const std::string names = '"' + from.string() + "\" \"" + to.string() + '"';
+    return std::system(("mklink /J " + names + " >nul").c_str()) == 0;
 }
 
 bool removeEntries(const fs::path &folder) {
@@ -169,8 +170,8 @@ bool maySymbolicLink() {
 bool hasDriveD() {
     const fs::path trial = "D:\\launcher_test_" + std::to_string(::GetCurrentProcessId());
     std::error_code denied;
-    return ::GetDriveTypeW(L"D:\\") == DRIVE_FIXED && fs::create_directory(trial, denied) &&
-           fs::remove(trial);
+    return ::GetDriveTypeW(L"D:\\") == DRIVE_FIXED && temporaryRoot().root_name() != "D:" &&
+           fs::create_directory(trial, denied) && fs::remove(trial, denied);
 }
 
 std::string ownSession() {

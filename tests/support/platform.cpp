@@ -24,7 +24,7 @@ const Lack lacks[] = {
     {Feature::LinksToFiles, {Wine}, "Wine shows a link to a file as that file"},
     {Feature::DirectoryLinks, {StandIn, Wine}, "there is one kind of link only"},
     {Feature::LongTargets, {Windows, Wine}, "the tests can make no directory with so long a path"},
-    {Feature::DriveD, {StandIn}, "there are no drives"},
+    {Feature::DriveD, {StandIn}, "the stand-in has no drive D"},
     {Feature::Attributes, {StandIn}, "the stand-in has no attributes to set"},
     {Feature::AllAttributes, {StandIn, Wine}, "a directory can only be hidden here"},
     {Feature::UserTokens, {Windows}, "only a service of LocalSystem can do this: see ServiceUser"},

@@ -4,7 +4,7 @@
 
 namespace testing_support {
 
-// What a test may need and not every platform shows; the reasons in platform.cpp say what each is.
+// What a test may need and not every platform shows; platform.cpp says why.
 // clang-format off
 enum class Feature {
     CallsNoted, ShortPauses, ShallowFolders, EmptyPath, PromptKept, LinksToFiles, DirectoryLinks,

@@ -10,7 +10,7 @@ bool isHere();
 
 // The target as the link is to hold it.
 bool makeLink(const std::filesystem::path &link, const std::filesystem::path &target);
-// Runs a command of cmd.exe that makes or removes a junction; false if it is another one.
+// Runs a command of cmd.exe that makes or removes a junction; false if it is another one, or fails.
 bool typeLinkCommand(const std::string &command);
 // Follows no link.
 void removeTree(const std::filesystem::path &folder);
