@@ -14,6 +14,7 @@ set OPTIONS=-t zqFeedSink
 set KEY=HKLM\SOFTWARE\Larkstone\zqLauncher
 set REGISTRATION=start= auto %ACCOUNT% binPath= "\"%ROOT%\tools\current\zqLauncher\zqLauncher.exe\" %OPTIONS%"
 rem Programs come from here, not from the folder that this file was started in.
+set "PACKAGE=%~dp0"
 cd /d "%SystemRoot%\System32"
 
 rem A value of this key says that the script made the root. Only administrators can write there.
@@ -63,7 +64,7 @@ rem Under a name that no listing shows at first, so that a version folder is com
 :copy
 if exist %ROOT%\%1\%2 exit /b 0
 if exist %ROOT%\%1\.new rmdir /s /q %ROOT%\%1\.new
-xcopy /e /i /q /y "%~dp0%1" %ROOT%\%1\.new >nul
+xcopy /e /i /q /y "%PACKAGE%%1" %ROOT%\%1\.new >nul
 if errorlevel 1 exit /b 12
 move %ROOT%\%1\.new %ROOT%\%1\%2 >nul
 if not exist %ROOT%\%1\%2 exit /b 12
