@@ -39,9 +39,9 @@ endforeach()
 install(FILES packaging/sdk/README.md packaging/COPYRIGHT.txt DESTINATION ${sdk})
 install(FILES docs/tools.md DESTINATION ${sdk}/docs)
 install(FILES sdk/zq_end_children.h sdk/zq_orderly_stop.h DESTINATION ${sdk}/sdk)
-install(FILES examples/console_tool.cpp examples/dotnet_tool.cs examples/go_tool.go
-              examples/message_loop_tool.c examples/node_tool.js examples/qt_tool.cpp
-              examples/try_stop.cpp
+install(FILES examples/console_tool.cpp examples/dbus_system.conf examples/dotnet_tool.cs
+              examples/go_tool.go examples/message_loop_tool.c examples/node_tool.js
+              examples/qt_tool.cpp examples/try_stop.cpp
         DESTINATION ${sdk}/examples)
 
 install(FILES packaging/symbols/README.md packaging/COPYRIGHT.txt $<TARGET_FILE:zqLauncher>.debug
